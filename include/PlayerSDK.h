@@ -1,0 +1,102 @@
+/*
+ * PlayerSDK: network video player library.
+ *
+ * The application-facing C interface: exported functions, callback types and the
+ * enumerations and records that cross the library boundary. Compiles as C and C++.
+ * Handles are object addresses carried in a long; 0 and -1 mean "no handle".
+ */
+#ifndef PLAYERSDK_H
+#define PLAYERSDK_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define PLAYERSDK_API __attribute__((visibility("default")))
+
+typedef long HWND;
+
+/* Notification codes delivered to NetPlayAckCallBack. */
+typedef enum {
+    NOTIFY_CONNECTING = 1,
+    NOTIFY_CONNECT_ERROR = 2,
+    NOTIFY_SERVER_SHUTDOWN = 3,
+    NOTIFY_CONNECT_SUCCESS = 4,
+    NOTIFY_PLAYING = 5,
+    NOTIFY_PLAY_FINISHED = 6,
+    NOTIFY_PLAY_OTHER_ERROR = 7,
+    NOTIFY_ZU_IR_DEC_CREATE = 8,
+    NOTIFY_ZU_IR_DEC_DELETE = 9,
+    NOTIFY_ZU_VIDEO_DEC_CREATE = 10,
+    NOTIFY_ZU_VIDEO_DEC_DELETE = 11
+} ePlayNotifyCode;
+
+/* Control verbs of NetPlay_Control. The *SEEK values are refused by URL play. */
+typedef enum {
+    PLAY_FAST = 0,
+    PLAY_FASTSEEK = 1,
+    PLAY_SLOW = 2,
+    PLAY_SLOWSEEK = 3,
+    PLAY_FWOD = 4,
+    PLAY_FWODSEEK = 5,
+    PLAY_BACK = 6,
+    PLAY_BACKSEEK = 7,
+    PLAY_PAUSE = 8,
+    PLAY_PAUSESEEK = 9,
+    PLAY_CONTINUE = 10,
+    PLAY_SETPOS = 11,
+    PLAY_GETFRAMERATE = 12,
+    PLAY_SETTIME = 13
+} ePlayOption;
+
+/* How the media of a URL play travels. */
+typedef enum {
+    TT_TCP = 1,      /* RTP interleaved in the RTSP connection */
+    TT_UDP = 2,      /* RTP on UDP ports of the library's own */
+    TT_MULTICAST = 3 /* accepted; nothing is received */
+} eTransType;
+
+typedef enum {
+    PT_RTP = 1,
+    PT_TS = 2,
+    PT_RTP_VERSION2 = 3,
+    PT_RTP_VERSION3 = 4
+} ePacketType;
+
+/* What the owner-draw callback receives after the decoder drew a picture. */
+typedef struct __DC {
+    void* surface;
+    HWND hWnd;
+} __DC;
+
+typedef int (*NetPlayAckCallBack)(long hPlayContainer, long hUrlPlay, ePlayNotifyCode code,
+                                  long lUserData);
+typedef void (*DrawCB)(__DC* dc, long lPrivate);
+typedef void (*NetLink_ReportCallBack)(long hSinkContainer, long hSink, int code, long lUserData);
+typedef int (*SendDatacCallback)(long handle, char* packet, int length, long userdata,
+                                 long reserved);
+typedef int (*GotPictureCallback)(long handle, char* buf, int len, int width, int height,
+                                  long userdata);
+typedef int (*GotFrameCallback)(long handle, char* buf, int length, long userdata);
+typedef int (*NetSink_GetPictureCallback)(long handle, char* buf, int len, int width, int height,
+                                          long userdata);
+typedef int (*NetSink_GotFramedataCallback)(long mshandle, char* pMediaBuf, long length,
+                                            long userdata);
+
+/* ---- Log file ---------------------------------------------------------------------------
+ * One log file per process, "playersdk.log" in the working directory unless changed before
+ * the first entry. The first entry of a process truncates the file. */
+PLAYERSDK_API void SetPlayerSdkLogFile(const char* path);
+PLAYERSDK_API int PlayerSdkLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/* ---- Base64 (RFC 4648 alphabet) ---------------------------------------------------------- */
+PLAYERSDK_API int Base64decode_len(const char* bufcoded);
+PLAYERSDK_API int Base64decode(char* bufplain, const char* bufcoded);
+PLAYERSDK_API int Base64encode_len(int len);
+PLAYERSDK_API int Base64encode(char* encoded, const char* string, int len);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PLAYERSDK_H */
