@@ -1,0 +1,24 @@
+/* An application written in C against the public header and the shared library: the header
+ * must compile as C, and the exported functions must link by their plain names. */
+#include <stdio.h>
+#include <string.h>
+
+#include "PlayerSDK.h"
+
+int main(void) {
+    char text[16];
+    char back[16];
+    SetPlayerSdkLogFile("/tmp/playersdk-c-application.log");
+    if (PlayerSdkLog("[main] C application %d\n", 1) <= 0) {
+        return 1;
+    }
+    if (Base64encode(text, "gd", 2) != 5 || strcmp(text, "Z2Q=") != 0) {
+        return 2;
+    }
+    if (Base64decode(back, text) != 2 || memcmp(back, "gd", 3) != 0) {
+        return 3;
+    }
+    remove("/tmp/playersdk-c-application.log");
+    puts("C application linked and ran");
+    return 0;
+}
