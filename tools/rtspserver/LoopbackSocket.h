@@ -1,0 +1,16 @@
+// Sockets of the loopback server and its tests: everything binds to 127.0.0.1.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+
+namespace playersdk::rtspserver {
+
+sockaddr_in LoopbackAddress(uint16_t port);
+
+// A socket of 'type' (SOCK_STREAM, SOCK_DGRAM, with flags) bound to 127.0.0.1:port (0 takes
+// an ephemeral port); 'bound' receives the port. -1 when any step fails.
+int BindLoopback(int type, uint16_t port, uint16_t& bound);
+
+}  // namespace playersdk::rtspserver

@@ -1,0 +1,120 @@
+#include "rtspserver/RtpPacketBuilder.h"
+
+#include <algorithm>
+
+#include "base/ByteCursor.h"
+
+namespace playersdk::rtspserver {
+namespace {
+constexpr size_t kRtpHeaderSize = 12;
+constexpr uint8_t kRtcpSenderReport = 200;
+constexpr uint8_t kRtcpBye = 203;
+constexpr uint8_t kFuA = 28;
+
+// First RTCP word: version 2, no padding, 'count' sources or blocks, type, length in words - 1.
+void WriteRtcpHeader(ByteWriter& w, uint8_t count, uint8_t type, uint16_t words) {
+    w.u8(static_cast<uint8_t>(0x80 | count)).u8(type).be16(static_cast<uint16_t>(words - 1));
+}
+
+Bytes Finish(Bytes& buffer, const ByteWriter& w) {
+    buffer.resize(w.ok() ? w.size() : 0);
+    return std::move(buffer);
+}
+}  // namespace
+
+Bytes BuildRtpPacket(const RtpHeaderFields& header, const uint8_t* payload, size_t len) {
+    Bytes packet(kRtpHeaderSize + len);
+    ByteWriter w(packet.data(), packet.size());
+    w.u8(0x80)
+        .u8(static_cast<uint8_t>((header.marker ? 0x80 : 0) | (header.payloadType & 0x7F)))
+        .be16(header.sequence)
+        .be32(header.timestamp)
+        .be32(header.ssrc)
+        .bytes(payload, len);
+    return Finish(packet, w);
+}
+
+Bytes BuildRtpPacket(const RtpHeaderFields& header, const Bytes& payload) {
+    return BuildRtpPacket(header, payload.data(), payload.size());
+}
+
+Bytes BuildRtcpSenderReport(const SenderReportFields& fields) {
+    Bytes packet(28);
+    ByteWriter w(packet.data(), packet.size());
+    WriteRtcpHeader(w, 0, kRtcpSenderReport, 7);
+    w.be32(fields.ssrc)
+        .be32(fields.ntpSeconds)
+        .be32(fields.ntpFraction)
+        .be32(fields.rtpTimestamp)
+        .be32(fields.packetCount)
+        .be32(fields.octetCount);
+    return Finish(packet, w);
+}
+
+Bytes BuildRtcpBye(uint32_t ssrc) {
+    Bytes packet(8);
+    ByteWriter w(packet.data(), packet.size());
+    WriteRtcpHeader(w, 1, kRtcpBye, 2);
+    w.be32(ssrc);
+    return Finish(packet, w);
+}
+
+Bytes BuildInterleavedFrame(uint8_t channel, uint16_t declaredLength, const Bytes& payload) {
+    Bytes frame(4 + payload.size());
+    ByteWriter w(frame.data(), frame.size());
+    w.u8('$').u8(channel).be16(declaredLength).bytes(payload.data(), payload.size());
+    return Finish(frame, w);
+}
+
+Bytes BuildInterleavedFrame(uint8_t channel, const Bytes& payload) {
+    return BuildInterleavedFrame(channel, static_cast<uint16_t>(payload.size()), payload);
+}
+
+RtpPacketBuilder::RtpPacketBuilder(uint8_t payloadType, uint32_t ssrc, uint16_t firstSequence) {
+    m_header.payloadType = payloadType;
+    m_header.ssrc = ssrc;
+    m_header.sequence = firstSequence;
+}
+
+Bytes RtpPacketBuilder::NextFrom(const uint8_t* payload, size_t len, uint32_t timestamp,
+                                 bool marker) {
+    m_header.timestamp = timestamp;
+    m_header.marker = marker;
+    Bytes packet = BuildRtpPacket(m_header, payload, len);
+    ++m_header.sequence;
+    return packet;
+}
+
+Bytes RtpPacketBuilder::Next(const Bytes& payload, uint32_t timestamp, bool marker) {
+    return NextFrom(payload.data(), payload.size(), timestamp, marker);
+}
+
+std::vector<Bytes> RtpPacketBuilder::PacketizeH264Nal(const uint8_t* nal, size_t len,
+                                                      uint32_t timestamp, bool endOfAccessUnit,
+                                                      size_t maxPayload) {
+    std::vector<Bytes> packets;
+    if (len == 0 || maxPayload < 3) {
+        return packets;
+    }
+    if (len <= maxPayload) {
+        packets.push_back(NextFrom(nal, len, timestamp, endOfAccessUnit));
+        return packets;
+    }
+    // FU-A: the NAL header byte is replaced by an indicator (its NRI, type 28) and a
+    // fragment header (start/end bits and the original type) in front of every piece.
+    const uint8_t indicator = static_cast<uint8_t>((nal[0] & 0xE0) | kFuA);
+    const size_t pieceMax = maxPayload - 2;
+    Bytes piece;
+    for (size_t pos = 1; pos < len; pos += pieceMax) {
+        const size_t n = std::min(pieceMax, len - pos);
+        const bool first = pos == 1;
+        const bool last = pos + n == len;
+        piece.assign({indicator, static_cast<uint8_t>((first ? 0x80 : 0) | (last ? 0x40 : 0) |
+                                                      (nal[0] & 0x1F))});
+        piece.insert(piece.end(), nal + pos, nal + pos + n);
+        packets.push_back(NextFrom(piece.data(), piece.size(), timestamp, last && endOfAccessUnit));
+    }
+    return packets;
+}
+
+}  // namespace playersdk::rtspserver
