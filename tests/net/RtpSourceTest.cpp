@@ -40,13 +40,3 @@ TEST(UpdateSeq, WrapAddsACycleAndLateOrDuplicatePacketsKeepTheMaximum) {
     EXPECT_EQ(s.max_seq, 200);
     EXPECT_EQ(s.received, 6u);
 }
-
-TEST(UpdateSeq, ProbationWantsTwoPacketsInSequence) {
-    source s = AnnouncedAt(10);
-    s.probation = 2;
-    EXPECT_EQ(update_seq(&s, 10), 0);
-    EXPECT_EQ(update_seq(&s, 20), 0);  // out of sequence: starts over
-    EXPECT_EQ(update_seq(&s, 21), 1);
-    EXPECT_EQ(s.probation, 0u);
-    EXPECT_EQ(s.base_seq, 20u);
-}
