@@ -28,6 +28,9 @@ int main(void) {
             return 4;
         }
     }
+    if (FindH264Header("\0\0\0\1\x67\0", 6) != 3) {
+        return 5;
+    }
     remove("/tmp/playersdk-c-application.log");
     puts("C application linked and ran");
     return 0;
