@@ -18,7 +18,9 @@ constexpr int kPayloadTypeIr = 98;
 constexpr int kRtpVersion = 2;
 
 // Counters of the receive thread that CalcFrameRate reads and resets from another one.
-void Bump(std::atomic<int>& counter) { counter.fetch_add(1, std::memory_order_relaxed); }
+void Bump(std::atomic<int>& counter) {
+    counter.fetch_add(1, std::memory_order_relaxed);
+}
 
 eMediaDecType DecoderTypeFor(int payloadType) {
     if (payloadType == kPayloadTypeIr) {
