@@ -99,7 +99,7 @@ void CFrameList::LinkBehind(PacketList* at, PacketList* packet) {
 }
 
 int CFrameList::JudgePacketListState() {
-    if (m_iJudgePkt > kJudgeLimit) {
+    if (m_iJudgePkt > kJudgeLimit || m_uPtCount > kMaxPackets) {
         return FRAME_GIVEN_UP;
     }
     ++m_iJudgePkt;

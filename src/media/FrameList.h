@@ -17,6 +17,11 @@ public:
     // packet, and with a marker but a sequence gap.
     static constexpr int kJudgeLimit = 200;
     static constexpr int kDisorderLimit = 20;
+    // Every packet of a source carries the same frame key, and each insertion restarts the
+    // wait counts: after a lost packet or the 16-bit sequence wrap a frame that can never
+    // complete would take in the whole stream. No real frame holds this many packets
+    // (about 5.7 MB of payload), so such a frame is given up and the stream starts afresh.
+    static constexpr DWORD kMaxPackets = 4096;
 
     CFrameList();
     virtual ~CFrameList();

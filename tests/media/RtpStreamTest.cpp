@@ -321,3 +321,26 @@ TEST_F(MediaTest, DecoderOutputIsPackedIntoRtpForTheSendCallback) {
               (std::vector<long long>{reinterpret_cast<long>(&stream), 'P', 320, 240, 3, 8}));
     EXPECT_EQ(DecGotPictureCallBackProc(1, picture, 320, 240, 3, 0), 1);
 }
+
+TEST_F(MediaTest, FrameStuckAcrossTheSequenceWrapIsGivenUpAndTheStreamRecovers) {
+    rtpgen::StreamShape shape;
+    shape.gop = 1000;
+    shape.keyFrameBytes = 3000;
+    shape.deltaFrameBytes = 3000;  // three FU-A fragments per access unit
+    // The first access unit runs 65534, 65535, 0: it can never complete, and every later packet
+    // of the source joins it.
+    const auto packets = rtpgen::H264Stream(shape, 1500, 65534);
+    size_t peakPackets = 0;
+    for (const auto& p : packets) {
+        Feed(p.datagram);
+        if (stream.m_pFrameList != nullptr) {
+            peakPackets = std::max<size_t>(peakPackets, stream.m_pFrameList->m_uPtCount);
+        }
+        ASSERT_LE(stream.m_iFrameCount, 1);
+    }
+    EXPECT_LE(peakPackets, CFrameList::kMaxPackets + 1);
+    // Once the stuck frame is dropped, the access units that follow are delivered whole.
+    const auto frames = fakedecoder::Frames();
+    ASSERT_GT(frames.size(), 100u);
+    EXPECT_EQ(frames.back().bytes.size(), 4 + 3000u);
+}
