@@ -1,7 +1,6 @@
 #include "support/Loopback.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,34 +18,31 @@ sockaddr_in Loopback(uint16_t port) {
     return addr;
 }
 
-// Binds a new socket of `type` to 127.0.0.1:port; -1 when that fails.
-int BoundSocket(int type, uint16_t port) {
+// A socket of `type` bound to 127.0.0.1:port and the port it got; -1 when the bind fails.
+int BoundSocket(int type, uint16_t port, uint16_t* got = nullptr) {
     int fd = socket(AF_INET, type, 0);
     sockaddr_in addr = Loopback(port);
-    if (fd >= 0 && bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
+    socklen_t len = sizeof(addr);
+    if (bind(fd, reinterpret_cast<sockaddr*>(&addr), len) != 0) {
         close(fd);
-        fd = -1;
+        return -1;
+    }
+    getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
+    if (got != nullptr) {
+        *got = ntohs(addr.sin_port);
     }
     return fd;
 }
 
-uint16_t LocalPort(int fd) {
-    sockaddr_in addr{};
-    socklen_t len = sizeof(addr);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
-    return ntohs(addr.sin_port);
-}
-
-void CloseFd(int& fd) {
+void CloseFd(int fd) {
     if (fd >= 0) {
         close(fd);
     }
-    fd = -1;
 }
 }  // namespace
 
 SocketPair::SocketPair() {
-    int fds[2] = {-1, -1};
+    int fds[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0) {
         ours = fds[0];
         peer = fds[1];
@@ -58,29 +54,23 @@ SocketPair::~SocketPair() {
     CloseFd(peer);
 }
 
-UdpEndpoint::UdpEndpoint() : fd(BoundSocket(SOCK_DGRAM, 0)) {
-    port = LocalPort(fd);
+LoopbackSocket::LoopbackSocket(int type) {
+    fd = BoundSocket(type, 0, &port);
+    if (type == SOCK_STREAM) {
+        listen(fd, 4);
+    }
 }
 
-UdpEndpoint::~UdpEndpoint() {
+LoopbackSocket::~LoopbackSocket() {
     CloseFd(fd);
 }
 
-void UdpEndpoint::SendTo(uint16_t to, const std::string& bytes) const {
+void LoopbackSocket::SendTo(uint16_t to, const std::string& bytes) const {
     sockaddr_in addr = Loopback(to);
     sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof(addr));
 }
 
-TcpListener::TcpListener() : fd(BoundSocket(SOCK_STREAM, 0)) {
-    listen(fd, 4);
-    port = LocalPort(fd);
-}
-
-TcpListener::~TcpListener() {
-    CloseFd(fd);
-}
-
-int TcpListener::Accept() const {
+int LoopbackSocket::Accept() const {
     return WaitReadable(fd, 1000) ? accept(fd, nullptr, nullptr) : -1;
 }
 
@@ -91,27 +81,24 @@ bool WaitReadable(int fd, int waitMs) {
 
 std::string ReadAvailable(int fd, int waitMs) {
     std::string bytes;
-    if (!WaitReadable(fd, waitMs)) {
-        return bytes;
-    }
     char chunk[4096];
-    for (;;) {
-        ssize_t got = recv(fd, chunk, sizeof(chunk), MSG_DONTWAIT);
-        if (got <= 0) {
-            return bytes;
-        }
+    ssize_t got = 0;
+    while (WaitReadable(fd, bytes.empty() ? waitMs : 0) &&
+           (got = recv(fd, chunk, sizeof(chunk), MSG_DONTWAIT)) > 0) {
         bytes.append(chunk, static_cast<size_t>(got));
     }
+    return bytes;
 }
 
 uint16_t FreeUdpPortPair() {
     for (int attempt = 0; attempt < 50; ++attempt) {
-        int first = BoundSocket(SOCK_DGRAM, 0);
-        uint16_t port = LocalPort(first);
-        int second = port < 65535 ? BoundSocket(SOCK_DGRAM, port + 1) : -1;
+        uint16_t port = 0;
+        CloseFd(BoundSocket(SOCK_DGRAM, 0, &port));
+        int next = port < 65535 ? BoundSocket(SOCK_DGRAM, port + 1) : -1;
+        int first = next >= 0 ? BoundSocket(SOCK_DGRAM, port) : -1;
+        CloseFd(next);
         CloseFd(first);
-        if (second >= 0) {
-            CloseFd(second);
+        if (first >= 0) {
             return port;
         }
     }
@@ -119,9 +106,8 @@ uint16_t FreeUdpPortPair() {
 }
 
 uint16_t ClosedTcpPort() {
-    int fd = BoundSocket(SOCK_STREAM, 0);
-    uint16_t port = LocalPort(fd);
-    CloseFd(fd);
+    uint16_t port = 0;
+    CloseFd(BoundSocket(SOCK_STREAM, 0, &port));
     return port;
 }
 
@@ -132,10 +118,6 @@ LogCapture::LogCapture() : m_path(m_dir.file("sdk.log")) {
 
 LogCapture::~LogCapture() {
     ResetLogForTest();
-}
-
-std::string LogCapture::text() const {
-    return ReadFileBytes(m_path);
 }
 
 }  // namespace playersdk::test

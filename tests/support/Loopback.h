@@ -1,6 +1,5 @@
-// Loopback sockets for tests that talk to the library over a real connection, and a capture
-// of the library's log. Everything is bound to 127.0.0.1 on ephemeral ports and closed at the
-// end of its scope.
+// Loopback sockets for tests that talk to the library over real connections (127.0.0.1,
+// ephemeral ports, closed at the end of their scope), and a capture of the library's log.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +9,7 @@
 
 namespace playersdk::test {
 
-// A connected pair of stream sockets: the library side and the peer side.
+// A connected pair of stream sockets: the library's side and the peer's.
 struct SocketPair {
     SocketPair();
     ~SocketPair();
@@ -20,34 +19,24 @@ struct SocketPair {
     int peer = -1;
 };
 
-// A UDP socket on 127.0.0.1 and an ephemeral port.
-struct UdpEndpoint {
-    UdpEndpoint();
-    ~UdpEndpoint();
-    UdpEndpoint(const UdpEndpoint&) = delete;
-    UdpEndpoint& operator=(const UdpEndpoint&) = delete;
-    void SendTo(uint16_t port, const std::string& bytes) const;
-    int fd = -1;
-    uint16_t port = 0;
-};
-
-// A listening TCP socket on 127.0.0.1 and an ephemeral port.
-struct TcpListener {
-    TcpListener();
-    ~TcpListener();
-    TcpListener(const TcpListener&) = delete;
-    TcpListener& operator=(const TcpListener&) = delete;
-    int Accept() const;  // a connection already made to it, or -1
+// A UDP socket, or a listening TCP socket, on 127.0.0.1 and an ephemeral port.
+struct LoopbackSocket {
+    explicit LoopbackSocket(int type);
+    ~LoopbackSocket();
+    LoopbackSocket(const LoopbackSocket&) = delete;
+    LoopbackSocket& operator=(const LoopbackSocket&) = delete;
+    void SendTo(uint16_t to, const std::string& bytes) const;
+    int Accept() const;  // a connection made to the listener, or -1
     int fd = -1;
     uint16_t port = 0;
 };
 
 bool WaitReadable(int fd, int waitMs);
-// All bytes that arrived on fd: waits up to waitMs for the first, then takes what is there.
+// The bytes that arrived on fd: waits up to waitMs for the first, then takes what is there.
 std::string ReadAvailable(int fd, int waitMs = 1000);
 // A port p such that UDP ports p and p + 1 were both free a moment ago.
 uint16_t FreeUdpPortPair();
-// A TCP port on 127.0.0.1 with nothing listening (it was free a moment ago).
+// A TCP port of 127.0.0.1 that nothing listens on.
 uint16_t ClosedTcpPort();
 
 // Points the library's log at a fresh file of its own while it lives.
@@ -55,7 +44,7 @@ class LogCapture {
 public:
     LogCapture();
     ~LogCapture();
-    std::string text() const;
+    std::string text() const { return ReadFileBytes(m_path); }
 
 private:
     TempDir m_dir;

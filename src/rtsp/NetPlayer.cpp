@@ -1,0 +1,167 @@
+#include "rtsp/NetPlayer.h"
+
+#include <errno.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "PlayerSDK.h"
+#include "base/BoundedCopy.h"
+#include "net/Sockets.h"
+#include "rtsp/HeaderScan.h"
+
+CNetPlayer g_netplayer_list[kNetPlayerCount];
+
+namespace {
+bool EndsWith(std::string_view text, std::string_view suffix) {
+    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+// The old loop's answer to a "200 OK", by what it was waiting for.
+void OnOkReply(CNetPlayer& player, char* msg, int len) {
+    switch (player.m_rtsp_state) {
+        case eWaitDescribeResponse: {
+            int bodyLen = player.GetContentLength(msg, len);
+            if (bodyLen == -1) {
+                PlayerSdkLog("[NetPlay Run] ERROR:GetContentLength failed \r\n");
+                return;
+            }
+            bodyLen = bodyLen < 0 ? 0 : (bodyLen > len ? len : bodyLen);
+            player.ParseSdp(msg + len - bodyLen, bodyLen);
+            if (player.SendSetup() == 0) {
+                player.m_sdp_info.s2videoTrackState = 0;
+                player.m_rtsp_state = eWaitIsmaVSetupResponse;
+            }
+            break;
+        }
+        case eWaitIsmaVSetupResponse:
+            player.ParseSetupReply(msg, len);
+            if (player.SendSetup() == 0) {
+                player.m_sdp_info.s2audioTrackState = 0;
+                player.m_rtsp_state = eWaitIsmaASetupResponse;
+            }
+            break;
+        case eWaitIsmaASetupResponse:
+            player.ParseSetupReply(msg, len);
+            if (player.SendDoPlay(0, 0, true, player.m_start_time, 0) == 0) {
+                player.m_sdp_info.s2audioTrackState = 0;
+                player.m_rtsp_state = eWaitDoPlayResponse;
+            }
+            break;
+        case eWaitDoPlayResponse:
+            player.ParseDoPlayReply(msg, len);
+            player.m_rtsp_state = ePlayingState;
+            PlayerSdkLog("[NetPlay] begin playing \r\n");
+            break;
+        case eWaitPauseResponse:
+            player.m_rtsp_state = ePauseState;
+            break;
+        case ePlayingState:
+            player.ParseSetParameterRequest(msg, len);
+            break;
+        default:
+            break;
+    }
+}
+}  // namespace
+
+CNetPlayer::CNetPlayer()
+    : m_netplayer_id(-1), m_decoder_api(nullptr), m_player_state(0), m_scale(0), m_speed(0) {
+    m_rtsp_socket = -1;
+    m_rtsp_state = eDisConnect;
+    m_cseq = 0;
+    m_offset_live_time = 0;
+}
+
+CNetPlayer::~CNetPlayer() {
+    playersdk::CloseSocket(m_rtsp_socket);
+}
+
+int CNetPlayer::InitNetPlay(char* serverAddr, char* movieName, int port, int transport) {
+    memset(m_rtsp_server_addr, 0, sizeof(m_rtsp_server_addr));
+    playersdk::copy_bounded(m_rtsp_server_addr, serverAddr);
+    playersdk::copy_bounded(m_movie_name, movieName);
+    m_rtsp_server_port = port;
+    for (CRTPSession& session : m_rtp_session) {
+        session.m_transport_protocal = static_cast<int16_t>(transport);
+    }
+    const std::string_view movie(m_movie_name);
+    if (movie.size() > 3 && (EndsWith(movie, ".ts") || EndsWith(movie, ".mpg"))) {
+        m_streaming_type = eTS;
+        PlayerSdkLog("[InitNetPlay] transport streaming \r\n");
+    }
+    return InitRtspSocket();
+}
+
+int CNetPlayer::InitRtspSocket() {
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST;
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_protocol = IPPROTO_TCP;
+    char portText[16];
+    snprintf(portText, sizeof(portText), "%d", m_rtsp_server_port);
+    addrinfo* found = nullptr;
+    if (getaddrinfo(m_rtsp_server_addr, portText, &hints, &found) != 0 || found == nullptr) {
+        return -1;
+    }
+    playersdk::CloseSocket(m_rtsp_socket);
+
+    m_rtsp_socket = socket(found->ai_family, found->ai_socktype, found->ai_protocol);
+    if (m_rtsp_socket <= 0) {
+        PlayerSdkLog(
+            "[InitRtspSocket] create rtsp socket failed:family:%d,socktype:%d,"
+            "AddrInfo->ai_protocol:%d,error:%s \r\n",
+            found->ai_family, found->ai_socktype, found->ai_protocol, strerror(errno));
+        if (m_rtsp_socket == 0) {
+            close(m_rtsp_socket);
+        }
+        m_rtsp_socket = -1;
+        freeaddrinfo(found);
+        return -1;
+    }
+    if (connect(m_rtsp_socket, found->ai_addr, found->ai_addrlen) != 0) {
+        PlayerSdkLog("[InitRtspSocket] connect rtsp server failed:m_rtsp_socket=%d,addr=%s \r\n",
+                     m_rtsp_socket, m_rtsp_server_addr);
+        playersdk::CloseSocket(m_rtsp_socket);
+        freeaddrinfo(found);
+        return -1;
+    }
+    freeaddrinfo(found);
+    return 0;
+}
+
+int CNetPlayer::Run(int) {
+    // One byte more than is read, so every message stays a terminated text.
+    char msg[playersdk::kRtspBufferSize + 1];
+    for (;;) {
+        memset(msg, 0, sizeof(msg));
+        const ssize_t got = recv(m_rtsp_socket, msg, playersdk::kRtspBufferSize, 0);
+        if (got < 1) {
+            return 10;
+        }
+        if (got <= 8) {
+            continue;
+        }
+        const int len = static_cast<int>(got);
+        const char* const end = msg + len;
+        if (playersdk::KeyAtIgnoreCase(msg, end, "RTSP/1.0 200 OK")) {
+            OnOkReply(*this, msg, len);
+        } else if (playersdk::KeyAtIgnoreCase(msg, end, "SET_PARAMETER")) {
+            ParseSetParameterRequest(msg, len);
+        } else if (playersdk::KeyAtIgnoreCase(msg, end, "OPTIONS * RTSP/1.0")) {
+            SendOptionsReply();
+        } else if (playersdk::KeyAtIgnoreCase(msg, end, "RTSP/1.0 404")) {
+            PlayerSdkLog("[NetPlay]  release rtsp  connect \r\n");
+        } else if (playersdk::KeyAtIgnoreCase(msg, end, "RTSP/1.0 400 Bad Request")) {
+            char status[128];
+            playersdk::copy_bounded(status, std::string_view(msg, strcspn(msg, "\r\n")));
+            PlayerSdkLog("[NetPlay] BadRequest %s \r\n", status);
+        }
+    }
+}
