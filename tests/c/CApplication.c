@@ -31,6 +31,15 @@ int main(void) {
     if (FindH264Header("\0\0\0\1\x67\0", 6) != 3) {
         return 5;
     }
+    {
+        /* A container with nothing open: its threads start and stop; plays are refused. */
+        long container = NetPlay_Init(NULL, 0);
+        if (Player_GetVersion() != 0x02060001u || container == -1 ||
+            NetPlay_CloseUrl(container, 0) != -1 || NetPlay_GetFlux(container, 1) != -1.0f ||
+            NetPlay_GetRecFileCurTs(container, 1) != ~0ull || NetPlay_Destroy(container) != 0) {
+            return 6;
+        }
+    }
     remove("/tmp/playersdk-c-application.log");
     puts("C application linked and ran");
     return 0;
