@@ -82,7 +82,7 @@ long MillisecondsOf(Action action) {
 }
 
 std::string AsText(const rtspserver::Bytes& bytes);
-// An RTP packet of 'size' bytes (at least its header) whose payload holds no "$".
+// An RTP packet of 'size' bytes (more than its header) whose payload holds no "$".
 rtspserver::Bytes RtpPacketOfSize(size_t size, uint16_t sequence = 0);
 
 }  // namespace playersdk::test

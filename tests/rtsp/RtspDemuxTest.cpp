@@ -24,7 +24,7 @@ float NextTrafficFigure(EngineSession& s) {
 TEST(InterleavedDemux, FramesArriveWholeWhateverTheReadsAndAreCountedIn128ByteUnits) {
     EngineSession s;
     ASSERT_TRUE(s.StartPlaying());
-    Bytes small = RtpPacketOfSize(12, 1);
+    Bytes small = RtpPacketOfSize(13, 1);
     Bytes split = RtpPacketOfSize(1400, 2);
     s.peer().SendInterleaved(0, small);
     s.peer().SendInterleaved(0, split, {300, 900});
