@@ -7,7 +7,6 @@
 
 #include "NetTestSupport.h"
 #include "net/NetSink.h"
-#include "support/LoopbackUdp.h"
 
 using namespace nettest;
 using playersdk::test::Datagram;
@@ -30,42 +29,6 @@ struct TestSink : CNetSink {
     char ip[16] = "127.0.0.1";
     int created = 0;
 };
-
-// Everything the socket received before a marker datagram that the test sends after the
-// action: the sink's sends are queued by then, so what is absent was not sent.
-std::vector<Datagram> ReceivedBeforeMarker(const UdpSocket& sock) {
-    UdpSocket marker;
-    const std::string end = "END-OF-TEST";
-    marker.SendTo(sock.port(), end.data(), end.size());
-    std::vector<Datagram> got;
-    Datagram d;
-    while (sock.Receive(d) && std::string(d.bytes.begin(), d.bytes.end()) != end) {
-        got.push_back(d);
-    }
-    return got;
-}
-
-std::vector<uint8_t> HoleMessage(uint16_t localPort) {
-    std::vector<uint8_t> m = {0xFE, 0xFE, 0xFE, 0xFE, 0, 0, 0, 0, 0, 0,
-                              0,    0x40, 0,    0,    0, 0, 1, 0, 0, 36};
-    m.resize(52, 0);  // the client id: 32 zero bytes
-    std::vector<uint8_t> ipPort = {2,
-                                   0,
-                                   0,
-                                   12,
-                                   127,
-                                   0,
-                                   0,
-                                   1,
-                                   static_cast<uint8_t>(localPort >> 8),
-                                   static_cast<uint8_t>(localPort),
-                                   0,
-                                   0};
-    m.insert(m.end(), ipPort.begin(), ipPort.end());
-    return m;
-}
-
-const std::vector<uint8_t> kProbe = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
 
 class NetSink : public testing::Test {
 protected:
@@ -166,7 +129,7 @@ TEST_F(NetSink, TcpFramedMediaNeverReachesTheStreamAndTheSinkKeepsHuntingForTheM
     TestSink sink(TT_TCP, PT_RTP);
     ASSERT_GT(sink.GetRtpSocket(), 0);
     EXPECT_EQ(sink.m_RtpPortInfo.rtpport, 0u);  // a stream socket is not bound
-    std::vector<uint8_t> rtp = Rtp(1, true, 98, 1, std::vector<uint8_t>(20, 7));
+    std::vector<uint8_t> rtp = Frame(1, 1, std::vector<uint8_t>(20, 7));
     std::vector<uint8_t> framed;
     for (int i = 0; i < 3; ++i) {
         framed.insert(framed.end(),

@@ -6,35 +6,33 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <iterator>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "rtpgen/RtpGen.h"
+#include "support/LoopbackUdp.h"
 
 namespace nettest {
 
 constexpr char kLoopback[] = "127.0.0.1";
 
-// One RTP datagram: version 2, the given marker and payload type; the frame key goes where
-// RTP puts the SSRC (bytes 8-11), which is what the stream groups frames by.
-inline std::vector<uint8_t> Rtp(uint16_t seq, bool marker, uint8_t pt, uint32_t key,
-                                const std::vector<uint8_t>& payload) {
-    std::vector<uint8_t> d = {0x80,
-                              static_cast<uint8_t>((marker ? 0x80 : 0) | pt),
-                              static_cast<uint8_t>(seq >> 8),
-                              static_cast<uint8_t>(seq),
-                              0,
-                              0,
-                              0,
-                              0,
-                              static_cast<uint8_t>(key >> 24),
-                              static_cast<uint8_t>(key >> 16),
-                              static_cast<uint8_t>(key >> 8),
-                              static_cast<uint8_t>(key)};
-    d.insert(d.end(), payload.begin(), payload.end());
-    return d;
+// A whole frame in one RTP datagram: marker set, payload type 98 (decoded as VT_IR, which
+// takes no configuration first). The stream keys frames by the SSRC field.
+inline std::vector<uint8_t> Frame(uint16_t seq, uint32_t key, const std::vector<uint8_t>& payload,
+                                  bool marker = true) {
+    rtpgen::RtpFields fields;
+    fields.seq = seq;
+    fields.marker = marker;
+    fields.pt = 98;
+    fields.ssrc = key;
+    return rtpgen::Packet(fields, payload);
 }
 
 inline std::vector<uint8_t> RtcpBye() {
@@ -55,6 +53,36 @@ inline sockaddr_storage From(uint16_t port) {
     in->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     in->sin_port = htons(port);
     return from;
+}
+
+// The 64-byte hole message as sent from a socket bound to localPort.
+inline std::vector<uint8_t> HoleMessage(uint16_t localPort) {
+    const uint8_t head[] = {0xFE, 0xFE, 0xFE, 0xFE, 0, 0, 0, 0, 0, 0,
+                            0,    0x40, 0,    0,    0, 0, 1, 0, 0, 36};
+    const uint8_t ipPort[] = {2, 0, 0, 12, 127, 0, 0, 1};
+    std::vector<uint8_t> m(64, 0);  // the 32-byte client id stays zero
+    std::copy(std::begin(head), std::end(head), m.begin());
+    std::copy(std::begin(ipPort), std::end(ipPort), m.begin() + 52);
+    m[60] = static_cast<uint8_t>(localPort >> 8);
+    m[61] = static_cast<uint8_t>(localPort);
+    return m;
+}
+
+inline const std::vector<uint8_t> kProbe = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+
+// Everything the socket received before a marker datagram that the test sends after the
+// action: the sink's sends are queued by then, so what is absent was not sent.
+inline std::vector<playersdk::test::Datagram> ReceivedBeforeMarker(
+    const playersdk::test::UdpSocket& sock) {
+    playersdk::test::UdpSocket marker;
+    const std::string end = "END-OF-TEST";
+    marker.SendTo(sock.port(), end.data(), end.size());
+    std::vector<playersdk::test::Datagram> got;
+    playersdk::test::Datagram d;
+    while (sock.Receive(d) && std::string(d.bytes.begin(), d.bytes.end()) != end) {
+        got.push_back(d);
+    }
+    return got;
 }
 
 template <typename Pred>
