@@ -48,6 +48,8 @@ public:
     // ---- reception (on the container's receive thread, under its sink lock)
     int ReceiveData(int s, int len, void* buf, sockaddr_storage from);
     void ReceiveTcpData(int s, int len, void* buf);
+    // Takes the container's sink lock while it changes the destination and sends the holes,
+    // so it must not be called from a frame callback (those run under that lock).
     void ResetSink(char* ip, unsigned long port);
     void ResetSink(char* ip, unsigned long port, unsigned long sendport);
     void pause() { m_bPaused = 1; }

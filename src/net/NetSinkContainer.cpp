@@ -143,7 +143,8 @@ void CNetSinkContainer::ReceiveData(int s, int len, sockaddr_storage from) {
         }
         if (len <= 0) {
             tcpClosed = sink->m_TransType == TT_TCP;
-        } else {
+        } else if (m_RecvBuf.GetCurBuf() != nullptr &&
+                   static_cast<unsigned long>(len) <= m_RecvBuf.GetCurBuflen()) {
             result = sink->ReceiveData(s, len, m_RecvBuf.GetCurBuf(), from);
         }
     }

@@ -1,44 +1,43 @@
-// Helpers shared by the sink tests: RTP/RTCP datagrams as a server sends them, sender
-// addresses, a recorder for link reports and a bounded wait for the receive thread.
+// Helpers shared by the sink tests: datagrams as a server sends them, the hole datagrams a
+// sink should send, and bounded waits on real sockets and on the receive thread.
 #pragma once
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/socket.h>
 
 #include <chrono>
 #include <cstdint>
-#include <mutex>
+#include <string>
 #include <thread>
-#include <utility>
 #include <vector>
+
+#include "rtpgen/RtpGen.h"
+#include "support/LoopbackUdp.h"
 
 namespace nettest {
 
-constexpr char kLoopback[] = "127.0.0.1";
+using playersdk::test::Datagram;
+using playersdk::test::UdpPortPair;
+using playersdk::test::UdpSocket;
 
-// One RTP datagram: version 2, the given marker and payload type; the frame key goes where
-// RTP puts the SSRC (bytes 8-11), which is what the stream groups frames by.
-inline std::vector<uint8_t> Rtp(uint16_t seq, bool marker, uint8_t pt, uint32_t key,
-                                const std::vector<uint8_t>& payload) {
-    std::vector<uint8_t> d = {0x80,
-                              static_cast<uint8_t>((marker ? 0x80 : 0) | pt),
-                              static_cast<uint8_t>(seq >> 8),
-                              static_cast<uint8_t>(seq),
-                              0,
-                              0,
-                              0,
-                              0,
-                              static_cast<uint8_t>(key >> 24),
-                              static_cast<uint8_t>(key >> 16),
-                              static_cast<uint8_t>(key >> 8),
-                              static_cast<uint8_t>(key)};
-    d.insert(d.end(), payload.begin(), payload.end());
-    return d;
+inline std::vector<uint8_t> Bytes(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+// One RTP datagram of payload type 98 (decoded as VT_IR, which takes no configuration first).
+// The stream keys frames by the SSRC field; a marker ends the frame.
+inline std::vector<uint8_t> Frame(uint16_t seq, uint32_t key, const std::vector<uint8_t>& payload,
+                                  bool marker = true) {
+    rtpgen::RtpFields fields;
+    fields.seq = seq;
+    fields.marker = marker;
+    fields.pt = 98;
+    fields.ssrc = key;
+    return rtpgen::Packet(fields, payload);
 }
 
 inline std::vector<uint8_t> RtcpBye() {
-    return {0x81, 203, 0x00, 0x01, 0, 0, 0, 7};
+    return {0x81, 203, 0, 1, 0, 0, 0, 7};
 }
 inline std::vector<uint8_t> RtcpSenderReport() {
     std::vector<uint8_t> d(28, 0);
@@ -57,6 +56,33 @@ inline sockaddr_storage From(uint16_t port) {
     return from;
 }
 
+// The 64-byte hole message as sent from a socket bound to localPort.
+inline std::vector<uint8_t> HoleMessage(uint16_t localPort) {
+    std::vector<uint8_t> m = {0xFE, 0xFE, 0xFE, 0xFE, 0, 0, 0, 0, 0, 0,
+                              0,    0x40, 0,    0,    0, 0, 1, 0, 0, 36};
+    m.resize(52, 0);  // the 32-byte client id stays zero
+    std::vector<uint8_t> ipPort = {2, 0, 0, 12, 127, 0, 0, 1, 0, 0, 0, 0};
+    ipPort[8] = static_cast<uint8_t>(localPort >> 8);
+    ipPort[9] = static_cast<uint8_t>(localPort);
+    m.insert(m.end(), ipPort.begin(), ipPort.end());
+    return m;
+}
+
+inline const std::vector<uint8_t> kProbe = Bytes("123456789");
+
+// Everything the socket received before a marker datagram that the test sends after the
+// action: the sink's sends are queued by then, so what is absent was not sent.
+inline std::vector<Datagram> ReceivedBeforeMarker(const UdpSocket& sock) {
+    UdpSocket marker;
+    marker.SendTo(sock.port(), Bytes("END"));
+    std::vector<Datagram> got;
+    Datagram d;
+    while (sock.Receive(d) && d.bytes != Bytes("END")) {
+        got.push_back(d);
+    }
+    return got;
+}
+
 template <typename Pred>
 bool WaitUntil(Pred pred, int ms = 3000) {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
@@ -68,37 +94,5 @@ bool WaitUntil(Pred pred, int ms = 3000) {
     }
     return true;
 }
-
-// Link reports as (sink, code), recorded from the receive thread.
-class LinkReports {
-public:
-    static void Callback(long container, long sink, int code, long user) {
-        Instance().Add(sink, code);
-    }
-    static LinkReports& Instance() {
-        static LinkReports reports;
-        return reports;
-    }
-    void Add(long sink, int code) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_reports.emplace_back(sink, code);
-    }
-    int Count(const void* sink, int code) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        int n = 0;
-        for (const auto& [s, c] : m_reports) {
-            n += s == reinterpret_cast<long>(sink) && c == code;
-        }
-        return n;
-    }
-    void Clear() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_reports.clear();
-    }
-
-private:
-    std::mutex m_mutex;
-    std::vector<std::pair<long, int>> m_reports;
-};
 
 }  // namespace nettest

@@ -79,23 +79,15 @@ UdpPortPair::UdpPortPair() {
 }
 
 bool UdpPortsFree(uint16_t first, int count) {
-    std::vector<int> fds;
-    bool free = true;
-    for (int i = 0; i < count && free; ++i) {
-        int fd = socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_ANY);
-        addr.sin_port = htons(static_cast<uint16_t>(first + i));
-        free = fd >= 0 && bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0;
-        if (fd >= 0) {
-            fds.push_back(fd);
+    // A socket on 127.0.0.1 cannot bind a port that anyone holds on any address.
+    std::vector<std::unique_ptr<UdpSocket>> probes;
+    for (int i = 0; i < count; ++i) {
+        probes.push_back(std::make_unique<UdpSocket>(static_cast<uint16_t>(first + i)));
+        if (!probes.back()->valid()) {
+            return false;
         }
     }
-    for (int fd : fds) {
-        close(fd);
-    }
-    return free;
+    return true;
 }
 
 }  // namespace playersdk::test
