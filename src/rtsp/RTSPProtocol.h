@@ -2,6 +2,7 @@
 // send buffer and writes it to the RTSP socket, and reads replies and the session description.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "net/RTPSession.h"
@@ -85,8 +86,9 @@ public:
     int16_t m_rtsp_netplayer_id;   // index into g_netplayer_list
     CRTPSession m_rtp_session[2];  // [0] video, [1] audio
     eStreamingType m_streaming_type;
-    int m_rtsp_socket;     // -1 when none
-    int16_t m_rtsp_state;  // eRtspState
+    int m_rtsp_socket;  // -1 when none
+    // eRtspState; the session engine's receive thread and its requesters both use it.
+    std::atomic<int16_t> m_rtsp_state;
     t_sSdp m_sdp_info;
     char m_rtsp_server_addr[128];
     int m_rtsp_server_port;

@@ -1,0 +1,745 @@
+// The session half of CRtsp: URL, requests, the receive thread and the replies up to PLAY.
+// The streaming phase (interleaved frames, notices, traffic) is in RtspDemux.cpp.
+#include "rtsp/Rtsp.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cfloat>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/BoundedCopy.h"
+#include "base/Log.h"
+#include "base/OsHelpers.h"
+
+namespace {
+// A resent DESCRIBE or SETUP goes out when the reply is this late.
+constexpr DWORD kResendMs = 2000;
+// No byte at all on the connection for this long ends the session.
+constexpr DWORD kSilenceMs = 50000;
+// Bytes keep coming but no reply line completes.
+constexpr DWORD kReplyLineMs = 15000;
+constexpr long kSelectWaitUs = 2000;
+constexpr int kSelectWidth = 1024;
+// Longest reply line the reader takes, "RTSP" included.
+constexpr int kMaxReplyLine = 4085;
+
+// The text from position 'pos' on, or "" when the text is shorter than that.
+const char* TextFrom(const char* text, size_t pos) {
+    if (text == nullptr || strnlen(text, pos) < pos) {
+        return "";
+    }
+    return text + pos;
+}
+
+float ToFloat(double value) {
+    if (std::isnan(value)) {
+        return NAN;
+    }
+    return static_cast<float>(
+        std::clamp(value, -static_cast<double>(FLT_MAX), static_cast<double>(FLT_MAX)));
+}
+
+// "+2" and "-0.5" set the value; any other text leaves it as it was.
+void ReadSignedNumber(const char* text, float& value) {
+    if (text == nullptr || (text[0] != '+' && text[0] != '-')) {
+        return;
+    }
+    double number = atof(text + 1);
+    value = ToFloat(text[0] == '-' ? -number : number);
+}
+
+bool StartsWithLetter(const char* text, char lower) {
+    return text != nullptr && (text[0] == lower || text[0] == lower - 'a' + 'A');
+}
+
+// The rate of a scale or speed request: kept for the next request, and what is sent. A rate
+// that is not a number is not sent.
+bool ReadRate(const char* text, float& kept, float& sent) {
+    ReadSignedNumber(text, kept);
+    sent = kept;
+    return !std::isnan(sent);
+}
+
+// "r=120" starts the play at 120 s; any other text keeps the last start.
+void ReadStartSeconds(const char* seek, int& seconds) {
+    if (StartsWithLetter(seek, 'r')) {
+        seconds = atoi(TextFrom(seek, 2));
+    }
+}
+
+bool IsTrickRequest(int type) {
+    return type == RTSP_PAUSE_REQ || type == RTSP_SCALE_REQ || type == RTSP_SPEED_REQ ||
+           type == RTSP_SEEK_REQ || type == RTSP_APPFRAME_REQ;
+}
+}  // namespace
+
+void* HandleRecvEventThread(void* rtsp) {
+    static_cast<CRtsp*>(rtsp)->RecvTcpPacket();
+    return nullptr;
+}
+
+CRtsp::CRtsp()
+    : sPort(0),
+      ErrorCode(-1),
+      m_playThread(),
+      m_bPlayThreadRun(FALSE),
+      m_closeThread(0),
+      m_pContainer(nullptr),
+      m_TotalFlux(0),
+      m_flux(0),
+      m_RTSPNotifyHandle(nullptr),
+      m_rtpheadstep(0),
+      m_rtspheadstep(0),
+      m_ReceiveDataFlag(0),
+      m_WantDataLength(0),
+      m_RtpReceivedLength(0),
+      m_TimeOutTime(0),
+      fluxtimer(0),
+      m_rtspTimeOutTime(0),
+      pRtspBuf(nullptr),
+      maxbuf(0),
+      m_desribeSendTime(0),
+      m_SetupSendTime(0),
+      m_setupType(ONLYVIDEO) {
+    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
+    memset(m_rtp_buf, 0, sizeof(m_rtp_buf));
+    FD_ZERO(&Fds);
+    memset(URL, 0, sizeof(URL));
+    memset(server_addr, 0, sizeof(server_addr));
+    memset(movie_name, 0, sizeof(movie_name));
+    memset(user_id, 0, sizeof(user_id));
+    timeout = timeval{};
+    local_msg = t_sMsg{};
+    memset(scale_n, 0, sizeof(scale_n));
+    memset(speed_n, 0, sizeof(speed_n));
+    memset(seektime, 0, sizeof(seektime));
+    memset(seekframe, 0, sizeof(seekframe));
+    memset(&m_sdpinfo, 0, sizeof(m_sdpinfo));
+    m_rtsp_state = eDisConnect;
+    m_rtsp_socket = -1;
+    sem_init(&m_semSendReq, 0, 0);
+}
+
+CRtsp::~CRtsp() {
+    // Owners call DestoryRtsp first; a thread still running would outlive the object.
+    if (m_bPlayThreadRun) {
+        DestoryRtsp();
+    }
+    FreeSdpConfigs();
+    m_rtp_session[0].m_transport_protocal = 1;
+    m_rtp_session[1].m_transport_protocal = 1;
+    m_media_Format = eH264;
+    m_streaming_type = eISMA;
+    m_TotalFlux = 0;
+    m_flux = 0;
+    sem_destroy(&m_semSendReq);
+}
+
+void CRtsp::FreeSdpConfigs() {
+    free(m_sdp_info.u1videoConfig);
+    free(m_sdp_info.u1audioConfig);
+    m_sdp_info.u1videoConfig = nullptr;
+    m_sdp_info.u1audioConfig = nullptr;
+}
+
+int CRtsp::ParseURL(char* url) {
+    std::string_view text = url ? url : "";
+    if (text.substr(0, 7) != "rtsp://" && text.substr(0, 7) != "RTSP://") {
+        PlayerSdkLog("[ParseUrl] Please enter the correct URL \r\n");
+        return -1;
+    }
+    std::string_view rest = text.substr(7);
+    size_t slash = rest.find('/');
+    if (slash == std::string_view::npos) {
+        PlayerSdkLog("[ParseURL] URL for Player ERROR \r\n");
+        return -1;
+    }
+    std::string_view host = rest.substr(0, slash);
+    size_t colon = host.find(':');
+    sPort = 554;
+    if (colon != std::string_view::npos) {
+        char port[16];
+        playersdk::copy_bounded(port, host.substr(colon + 1));
+        sPort = atoi(port);
+        host = host.substr(0, colon);
+    }
+    playersdk::copy_bounded(server_addr, host);
+    playersdk::copy_bounded(movie_name, rest.substr(slash + 1));
+    return 0;
+}
+
+int CRtsp::InitRTSP(char* url, int transType, void* pNetPlay, void* pCon) {
+    if (ParseURL(url) != 0 || InitNetPlay(server_addr, movie_name, sPort, transType) != 0) {
+        return -1;
+    }
+    m_sdpinfo.pNetPlay = pNetPlay;
+    m_sdpinfo.pCon = pCon;
+    m_sdpinfo.TranType = transType;
+    m_closeThread = 0;
+    m_rtsp_state = eConnect;
+    m_rtpheadstep = 0;
+    m_rtspheadstep = 0;
+    if (pthread_create(&m_playThread, nullptr, HandleRecvEventThread, this) != 0) {
+        PlayerSdkLog("[InitRTSP] create receive thread failed \r\n");
+        return -1;
+    }
+    m_bPlayThreadRun = TRUE;
+    return m_rtsp_socket;
+}
+
+int CRtsp::RTSPRequest(rtsp_request_info* req) {
+    if (req == nullptr) {
+        return -1;
+    }
+    playersdk::copy_bounded(URL, req->URL);
+    if (req->User_Id[0] != '\0') {
+        snprintf(user_id, sizeof(user_id), "?uid=%.*s",
+                 static_cast<int>(strnlen(req->User_Id, sizeof(req->User_Id))), req->User_Id);
+    }
+    m_iLocalUdpPort = req->Param;
+    // The token says that the previous trick request was answered; a requester waits for it
+    // one second at most.
+    if (IsTrickRequest(req->type) && sem_wait_timeout(&m_semSendReq, 1) == 1) {
+        return -3;
+    }
+    if (Dispatch(req) != 0) {
+        sem_post(&m_semSendReq);
+        return -1;
+    }
+    return 0;
+}
+
+int CRtsp::Dispatch(rtsp_request_info* req) {
+    switch (req->type) {
+        case RTSP_GETINFO_REQ:
+            return SendDescribeReq();
+        case RTSP_SETUP_REQ:
+            return SendSetUpReq();
+        case RTSP_PLAY_REQ:
+            return Play();
+        case RTSP_PAUSE_REQ:
+            return Pause();
+        case RTSP_SCALE_REQ:
+            playersdk::copy_bounded(scale_n, req->Scale_N);
+            playersdk::copy_bounded(seektime, req->SeekTime);
+            return Scale(scale_n, seektime);
+        case RTSP_SPEED_REQ:
+            playersdk::copy_bounded(speed_n, req->Speed_N);
+            playersdk::copy_bounded(seektime, req->SeekTime);
+            return Speed(speed_n, seektime);
+        case RTSP_SEEK_REQ:
+            playersdk::copy_bounded(seektime, req->SeekTime);
+            return Seek(seektime);
+        case RTSP_TEARDOWN_REQ:
+            return Teardown();
+        case RTSP_APPFRAME_REQ:
+            playersdk::copy_bounded(seekframe, req->SeekFrame);
+            return AppFrame(seekframe);
+    }
+    return 0;
+}
+
+template <class Send>
+int CRtsp::SendInState(int nextState, Send send) {
+    // While streaming, the receive thread takes every byte for stream data. A reply that
+    // arrives before the send call returns would be lost, so the state moves first, and moves
+    // back when the request did not go out.
+    const int previous = m_rtsp_state.exchange(static_cast<int16_t>(nextState));
+    if (send() != 0) {
+        m_rtsp_state = static_cast<int16_t>(previous);
+        return -1;
+    }
+    return 0;
+}
+
+int CRtsp::SendDescribeReq() {
+    ErrorCode = -1;
+    if (SendDescribe() != 0) {
+        return -1;
+    }
+    m_desribeSendTime = GetTickCount();
+    m_rtsp_state = eWaitDescribeResponse;
+    return 0;
+}
+
+int CRtsp::SendSetUpReq() {
+    ErrorCode = -1;
+    // The request generator names the video track while it is pending, else the audio one;
+    // so a resend while waiting for the video reply sets up audio, which is deliberate.
+    bool video = m_sdp_info.s2videoTrackState == -1;
+    if (SendSetup() != 0) {
+        return -1;
+    }
+    m_SetupSendTime = GetTickCount();
+    if (video) {
+        m_sdp_info.s2videoTrackState = 0;
+        m_rtsp_state = eWaitIsmaVSetupResponse;
+    } else {
+        m_sdp_info.s2audioTrackState = 0;
+        m_rtsp_state = eWaitIsmaASetupResponse;
+    }
+    return 0;
+}
+
+int CRtsp::Play() {
+    ErrorCode = -1;
+    if (SendDoPlay(0, 0, true, m_start_time, 0) != 0) {
+        return -1;
+    }
+    m_sdp_info.s2audioTrackState = 0;
+    m_rtsp_state = eWaitDoPlayResponse;
+    return 0;
+}
+
+int CRtsp::Pause() {
+    ErrorCode = -1;
+    return SendInState(eWaitPauseResponse, [this] { return SendPause(); });
+}
+
+int CRtsp::SendTrickPlay(float scale, float speed, float start, int curFrame, int nextState) {
+    return SendInState(nextState, [&] { return SendDoPlay(scale, speed, true, start, curFrame); });
+}
+
+int CRtsp::Scale(char* scale, char* seek) {
+    ErrorCode = -1;
+    if (!ReadRate(scale, local_msg.s4_msg_parm1, m_scale)) {
+        return -1;
+    }
+    ReadStartSeconds(seek, local_msg.s4_msg_parm2);
+    return SendTrickPlay(m_scale, 0, static_cast<float>(local_msg.s4_msg_parm2), 0,
+                         eWaitScaleResponse);
+}
+
+int CRtsp::Speed(char* speed, char* seek) {
+    ErrorCode = -1;
+    if (!ReadRate(speed, local_msg.s4_msg_parm3, m_speed)) {
+        return -1;
+    }
+    ReadStartSeconds(seek, local_msg.s4_msg_parm2);
+    return SendTrickPlay(0, m_speed, static_cast<float>(local_msg.s4_msg_parm2), 0,
+                         eWaitSpeedResponse);
+}
+
+int CRtsp::Seek(char* seek) {
+    ErrorCode = -1;
+    if (StartsWithLetter(seek, 'r')) {
+        const char* position = TextFrom(seek, 2);
+        local_msg.s4_msg_parm1 = 0;
+        // -1 makes the request say "Range: npt=now-".
+        local_msg.s4_msg_parm2 = strcmp(position, "now") == 0 ? -1 : atoi(position);
+    }
+    return SendTrickPlay(0, 0, static_cast<float>(local_msg.s4_msg_parm2), 0, eWaitSeekResponse);
+}
+
+int CRtsp::AppFrame(char* frame) {
+    ErrorCode = -1;
+    if (StartsWithLetter(frame, 'f')) {
+        local_msg.s4_msg_parm1 = 0;
+        local_msg.s4_msg_parm4 = atoi(TextFrom(frame, 2));
+    }
+    return SendTrickPlay(0, 0, 0, local_msg.s4_msg_parm4, eWaitFrameResponse);
+}
+
+int CRtsp::Teardown() {
+    ErrorCode = -1;
+    if (SendTeardown() != 0) {
+        return -1;
+    }
+    m_rtsp_state = eWaitTeardownResponse;
+    return 0;
+}
+
+void CRtsp::Stop() {
+    m_closeThread = 1;
+}
+
+void CRtsp::EndSession(eRtspReplyType type, int code) {
+    sem_post(&m_semSendReq);
+    Stop();
+    NotifyToUp(type, code);
+}
+
+void CRtsp::DestoryRtsp() {
+    m_RTSPNotifyHandle = nullptr;
+    sem_post(&m_semSendReq);
+    m_closeThread = 1;
+    if (m_bPlayThreadRun) {
+        // Wakes a read that blocks for the rest of a server notice; the thread then sees the
+        // stop flag. The socket itself is closed once the thread has ended.
+        if (m_rtsp_socket > 0) {
+            shutdown(m_rtsp_socket, SHUT_RDWR);
+        }
+        pthread_join(m_playThread, nullptr);
+        m_bPlayThreadRun = FALSE;
+    }
+    if (m_rtsp_socket > 0) {
+        shutdown(m_rtsp_socket, SHUT_RDWR);
+        close(m_rtsp_socket);
+    }
+    m_rtsp_socket = -1;
+}
+
+int CRtsp::RecvTcpPacket() {
+    ErrorCode = -1;
+    fluxtimer = m_TimeOutTime = GetTickCount();
+    DescribeAssembly describe;
+    describe.Reset();
+    while (!m_closeThread) {
+        RecvLoopPass(describe);
+    }
+    return 0;
+}
+
+void CRtsp::RecvLoopPass(DescribeAssembly& describe) {
+    timeout.tv_sec = 0;
+    timeout.tv_usec = kSelectWaitUs;
+    FD_ZERO(&Fds);
+    const int sock = m_rtsp_socket;
+    const bool selectable = sock >= 0 && sock < FD_SETSIZE;
+    if (selectable) {
+        FD_SET(sock, &Fds);
+    }
+    if (ResendIfDue()) {
+        return;
+    }
+    int result = -1;
+    if (selectable) {
+        result = select(kSelectWidth, &Fds, nullptr, nullptr, &timeout);
+        if (result < 0 && errno == EINTR) {
+            result = 0;  // a signal is not a broken connection
+        }
+    }
+    DWORD now = GetTickCount();
+    if (result < 1) {
+        OnSelectIdle(result, now);
+        return;
+    }
+    m_TimeOutTime = now;
+    OnReadable(describe, now);
+}
+
+bool CRtsp::ResendIfDue() {
+    const int state = m_rtsp_state;
+    const DWORD now = GetTickCount();
+    int sent;
+    if (state == eWaitDescribeResponse && now - m_desribeSendTime > kResendMs) {
+        PlayerSdkLog("[RecvTcpPacket] Resend SendDescribeReq\n");
+        sent = SendDescribeReq();
+    } else if ((state == eWaitIsmaVSetupResponse || state == eWaitIsmaASetupResponse) &&
+               now - m_SetupSendTime > kResendMs) {
+        PlayerSdkLog("[RecvTcpPacket] Resend SendSetUpReq\n");
+        sent = SendSetUpReq();
+    } else {
+        return false;
+    }
+    if (sent != 0) {
+        EndSession(RTSP_PLAY_REPLAY, 4);
+    }
+    return true;
+}
+
+void CRtsp::OnSelectIdle(int result, DWORD now) {
+    const int state = m_rtsp_state;
+    // A paused or frame-stepping session may stay silent as long as it likes.
+    if (state == ePauseState || state == eWaitFrameResponse) {
+        return;
+    }
+    if (result < 0) {
+        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, 4);
+        return;
+    }
+    if (now - m_TimeOutTime <= kSilenceMs) {
+        return;
+    }
+    if (m_sdpinfo.TranType == 1) {
+        PlayerSdkLog("[RecvTcpPacket] TCP TimerOut,Exit Thread: m_TimeOutTime=%lu\n",
+                     m_TimeOutTime);
+        m_TimeOutTime = 0;
+        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, 1);
+    } else if (m_sdpinfo.TranType == 2 && state < eWaitRTPPkt) {
+        // Over UDP the media does not pass here: a quiet connection during play is normal.
+        m_TimeOutTime = 0;
+        EndSession(RTSP_PLAY_REPLAY, 1);
+    }
+}
+
+void CRtsp::OnReadable(DescribeAssembly& describe, DWORD now) {
+    switch (m_rtsp_state) {
+        case eWaitDescribeResponse:
+            RecvDescribeReply(describe);
+            return;
+        case eWaitIsmaVSetupResponse:
+        case eWaitIsmaASetupResponse:
+            OnSetupReply();
+            return;
+        case eWaitDoPlayResponse:
+        case eWaitPauseResponse:
+        case eWaitScaleResponse:
+        case eWaitSeekResponse:
+        case eWaitSpeedResponse:
+        case eWaitFrameResponse:
+            OnTrickReply(now);
+            return;
+        case eWaitRTPPkt:
+            OnStreaming(now);
+            return;
+        default:
+            // Nothing is read in this state; wait as select would have, instead of spinning
+            // on bytes that stay in the socket.
+            usleep(kSelectWaitUs);
+            return;
+    }
+}
+
+void CRtsp::DescribeAssembly::Reset() {
+    received = 0;
+    contentLength = 0;
+    firstChunk = true;
+    memset(buf, 0, sizeof(buf));
+}
+
+void CRtsp::RecvDescribeReply(DescribeAssembly& describe) {
+    ssize_t got = recv(m_rtsp_socket, m_rtsp_buf, sizeof(m_rtsp_buf), 0);
+    if (got < 1) {
+        PlayerSdkLog("[RecvTcpPacket]  eWaitDescribeResponse Error2,decriRecvLen=%d,Exit Thread\n",
+                     static_cast<int>(got));
+        EndSession(RTSP_PLAY_REPLAY, 4);
+        return;
+    }
+    const size_t kCapacity = sizeof(describe.buf) - 1;
+    if (describe.firstChunk) {
+        describe.received = got;
+        describe.firstChunk = false;
+        ErrorCode = RtspStatusCode(std::string_view(m_rtsp_buf, got));
+        if (ErrorCode != 200) {
+            // Not reported: the DESCRIBE resend keeps asking.
+            sem_post(&m_semSendReq);
+            describe.Reset();
+            return;
+        }
+        memcpy(describe.buf, m_rtsp_buf, got);
+        describe.buf[got] = '\0';
+        describe.contentLength = GetContentLength(describe.buf, static_cast<int>(got));
+        if (describe.contentLength == -1) {
+            PlayerSdkLog("[RecvTcpPacket]  GetContentLength Error,Exit Thread\n");
+            EndSession(RTSP_PLAY_REPLAY, 4);
+            return;
+        }
+    } else {
+        // Later pieces are deliberately taken from the send buffer, not from where they
+        // were received: a description longer than one read is not rebuilt faithfully, and
+        // servers this engine talks to answer in one read. Only what fits is copied.
+        size_t at = std::min<size_t>(describe.received, kCapacity);
+        size_t take = std::min({static_cast<size_t>(got), kCapacity - at, sizeof(m_rtsp_buffer)});
+        memcpy(describe.buf + at, m_rtsp_buffer, take);
+        describe.buf[at + take] = '\0';
+        describe.received += got;
+    }
+    // The count includes the headers, the content length does not.
+    if (describe.received < describe.contentLength) {
+        return;
+    }
+    OnDescribeComplete(describe);
+}
+
+void CRtsp::OnDescribeComplete(DescribeAssembly& describe) {
+    FreeSdpConfigs();
+    memset(&m_sdp_info, 0, sizeof(m_sdp_info));
+    int len = static_cast<int>(std::min<long>(describe.received, sizeof(describe.buf) - 1));
+    ParseSdp(describe.buf, len);
+    describe.Reset();
+
+    m_sdpinfo.videoPayLoadType = m_sdp_info.videoPayLoadType;
+    m_sdpinfo.audioPayLoadType = m_sdp_info.audioPayLoadType;
+    m_sdpinfo.VideoTimescale = m_sdp_info.u4videoTimescale;
+    m_sdpinfo.AudioTimescale = m_sdp_info.u4audioTimescale;
+    m_sdpinfo.Error_Code = ErrorCode;
+    m_sdpinfo.Socketmark = m_rtsp_socket;
+    m_sdpinfo.VideoWidth = m_sdp_info.u1videoWith;
+    m_sdpinfo.VideoHeight = m_sdp_info.u1videoHeight;
+    if (m_sdp_info.u1videoConfig != nullptr) {
+        playersdk::copy_bounded(m_sdpinfo.VideoConfig, m_sdp_info.u1videoConfig);
+    }
+    if (m_sdp_info.u1audioConfig != nullptr) {
+        playersdk::copy_bounded(m_sdpinfo.AudioConfig, m_sdp_info.u1audioConfig);
+    }
+    m_sdpinfo.range = m_sdp_info.u4range;
+    m_sdpinfo.Audiomode = m_sdp_info.audio_codec;
+
+    m_rtsp_state = eConnect;
+    if (m_sdp_info.videoPayLoadType != 0 && m_sdp_info.audioPayLoadType != 0) {
+        m_setupType = BOTHVA;
+    } else if (m_sdp_info.audioPayLoadType != 0) {
+        m_setupType = ONLYAUDIO;
+    } else {
+        m_setupType = ONLYVIDEO;
+    }
+    // Nothing is read or resent in the connected state, so a SETUP that cannot go out ends
+    // the session as a failed resend would.
+    if (SendSetUpReq() != 0) {
+        EndSession(RTSP_PLAY_REPLAY, 4);
+    }
+}
+
+void CRtsp::OnSetupReply() {
+    if (RecSetUpResp() != 0) {
+        sem_post(&m_semSendReq);
+        return;
+    }
+    m_sdpinfo.NRUUdp_V_Port = m_sdp_info.u2videoServerUdpPort;
+    playersdk::copy_bounded(m_sdpinfo.RTSPSessionId, m_rtsp_session_id);
+}
+
+int CRtsp::RecSetUpResp() {
+    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
+    ssize_t got = recv(m_rtsp_socket, m_rtsp_buf, sizeof(m_rtsp_buf), 0);
+    if (got < 1) {
+        return -1;
+    }
+    const int len = static_cast<int>(got);
+    ErrorCode = RtspStatusCode(std::string_view(m_rtsp_buf, got));
+    if (ErrorCode != 200) {
+        return ErrorCode;
+    }
+    if (m_rtsp_state == eWaitIsmaVSetupResponse) {
+        ParseSetupReply(m_rtsp_buf, len);
+        if (m_setupType == BOTHVA) {
+            // The audio SETUP goes out directly, so the resend clock keeps the video time.
+            if (SendSetup() == 0) {
+                m_sdp_info.s2audioTrackState = 0;
+                m_rtsp_state = eWaitIsmaASetupResponse;
+            }
+        } else {
+            Play();
+        }
+    } else if (m_rtsp_state == eWaitIsmaASetupResponse) {
+        ParseSetupReply(m_rtsp_buf, len);
+        Play();
+    }
+    return 0;
+}
+
+void CRtsp::OnTrickReply(DWORD now) {
+    int result = tcp_RecRTSPResp();
+    if (result == -1) {
+        m_rtspTimeOutTime = 0;
+        sem_post(&m_semSendReq);
+        PlayerSdkLog("[RecvTcpPacket]  eWaitDoPlayResponse Error,errorcode =%d,Exit Thread\n",
+                     ErrorCode.load());
+        Stop();
+        NotifyToUp(RTSP_PLAY_REPLAY, 3);
+    } else if (result == 0) {
+        m_rtspTimeOutTime = 0;
+        NotifyToUp(RTSP_PLAY_REPLAY, 0);
+    } else if (result == 1) {
+        if (m_rtspTimeOutTime == 0) {
+            m_rtspTimeOutTime = now;
+        } else if (now - m_rtspTimeOutTime > kReplyLineMs && m_sdpinfo.TranType == 1) {
+            PlayerSdkLog("[RecvTcpPacket]  RTSP_RESP_ERROR_TIMEOUT,errorcode=%d ,Exit Thread\n",
+                         ErrorCode.load());
+            m_rtspTimeOutTime = 0;
+            EndSession(RTSP_PLAY_REPLAY, 1);
+        }
+    }
+    // Any other status: the reply is dropped without a report.
+}
+
+void CRtsp::OnStreaming(DWORD now) {
+    dealRtpAndRtcpPack();
+    if (now - fluxtimer > 1000) {
+        CalcFlux();
+        fluxtimer = now;
+    }
+}
+
+int CRtsp::ReplyReadFailed(ssize_t got) {
+    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
+    sem_post(&m_semSendReq);
+    m_rtspheadstep = 0;
+    NotifyToUp(got == 0 ? RTSP_STREAM_CUT : RTSP_STREAM_RECV_ERROR, 4);
+    return -1;
+}
+
+int CRtsp::tcp_RecRTSPResp() {
+    static constexpr char kMagic[] = "RTSP";
+    const int step = m_rtspheadstep;
+    if (step >= 0 && step <= 3) {
+        if (step == 0) {
+            pRtspBuf = m_rtsp_buf;
+        }
+        char c = 0;
+        ssize_t got = recv(m_rtsp_socket, &c, 1, 0);
+        if (got < 1) {
+            return ReplyReadFailed(got);
+        }
+        m_rtspheadstep = c == kMagic[step] ? step + 1 : 0;
+        return 1;
+    }
+    if (step == 4 || step == 5) {
+        if (step == 4) {
+            memcpy(m_rtsp_buf, kMagic, 4);
+            pRtspBuf = m_rtsp_buf + 4;
+            maxbuf = 4;
+        }
+        ssize_t got = recv(m_rtsp_socket, pRtspBuf, 1, 0);
+        if (got < 1) {
+            return ReplyReadFailed(got);
+        }
+        ++maxbuf;
+        if (maxbuf > kMaxReplyLine) {
+            memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
+            sem_post(&m_semSendReq);
+            m_rtspheadstep = 0;
+            NotifyToUp(RTSP_PLAY_REPLAY, 4);
+            return -1;
+        }
+        m_rtspheadstep = *pRtspBuf == '\r' ? 6 : 5;
+        ++pRtspBuf;
+        return 1;
+    }
+    if (step == 6) {
+        // Not stored: a "\r" inside the line does not make the line longer than counted.
+        char c = 0;
+        ssize_t got = recv(m_rtsp_socket, &c, 1, 0);
+        if (got < 1) {
+            return ReplyReadFailed(got);
+        }
+        m_rtspheadstep = c == '\n' ? 7 : 5;
+        return 1;
+    }
+    if (step == 7) {
+        return ReplyLineDone();
+    }
+    m_rtspheadstep = 0;  // left over from the notice matcher
+    return 1;
+}
+
+int CRtsp::ReplyLineDone() {
+    sem_post(&m_semSendReq);
+    // Every reply returns the session to streaming, the one to PAUSE to paused.
+    m_rtsp_state = m_rtsp_state == eWaitPauseResponse ? ePauseState : eWaitRTPPkt;
+    m_rtspheadstep = 0;
+    m_rtpheadstep = 0;
+    ErrorCode = RtspStatusCode(std::string_view(m_rtsp_buf, maxbuf));
+    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
+    return ErrorCode == 200 ? 0 : ErrorCode.load();
+}
+
+int CRtsp::UDP_OperateResp() {
+    const int state = m_rtsp_state;
+    if (state >= eWaitPauseResponse && state <= eWaitFrameResponse) {
+        sem_post(&m_semSendReq);
+    }
+    ssize_t got = recv(m_rtsp_socket, m_rtsp_buf, sizeof(m_rtsp_buf), 0);
+    if (got < 1) {
+        return -1;
+    }
+    int code = RtspStatusCode(std::string_view(m_rtsp_buf, got));
+    return code == 200 ? 0 : code;
+}

@@ -1,0 +1,250 @@
+// CRtsp: the RTSP engine of one URL play. The play hands it requests (DESCRIBE, SETUP, PLAY,
+// PAUSE and the trick-play variants of PLAY, TEARDOWN); its receive thread reads everything the
+// server sends on the RTSP connection, walks DESCRIBE -> SETUP -> PLAY, resends and times out,
+// cuts interleaved RTP/RTCP frames out of the stream, and reports upward through one hook
+// with the session's one rtsp_sdp_info record.
+#pragma once
+
+#include <pthread.h>
+#include <semaphore.h>
+#include <sys/select.h>
+#include <sys/time.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+
+#include "base/Types.h"
+#include "rtsp/NetPlayer.h"
+
+enum eRtspRequestType {
+    RTSP_GETINFO_REQ = 1,  // DESCRIBE
+    RTSP_SETUP_REQ = 2,
+    RTSP_PLAY_REQ = 3,
+    RTSP_PAUSE_REQ = 4,
+    RTSP_SCALE_REQ = 5,
+    RTSP_SPEED_REQ = 6,
+    RTSP_SEEK_REQ = 7,
+    RTSP_TEARDOWN_REQ = 8,
+    RTSP_APPFRAME_REQ = 9
+};
+
+// A request from the play to its engine; the play fills it before each RTSPRequest.
+typedef struct rtsp_request_info {
+    eRtspRequestType type;
+    char URL[128];
+    int Param;  // first local UDP port to offer in SETUP
+    char User_Id[128];
+    int SocketMark;
+    char Scale_N[128];    // "+2", "-1.5"
+    char SeekTime[128];   // "r=120", "r=now"
+    char Speed_N[128];    // "+2", "-0.5"
+    char SeekFrame[128];  // "f=25"
+} RTSPRequest_Info;
+
+enum eRtspReplyType {
+    RTSP_PLAY_REPLAY = 1,
+    RTSP_STREAM_CUT = 2,
+    RTSP_STREAM_RECV_ERROR = 3,
+    RTSP_SERVER_SHUTUP = 4,
+    RTSP_RTP_DATA = 5,
+    RTSP_RTCP_DATA = 6,
+    RTSP_CALC_FRAMERATE = 7
+};
+
+typedef struct rtp_media_data {
+    int MediaType;
+    unsigned char* MediaBuf;
+    uint32_t ts;  // left unset: receivers read the time stamp from the RTP header
+    int MediaLen;
+} cm_media_data_t;
+
+// The one record by which the engine reports upward, passed by address on every report.
+typedef struct rtsp_sdp_info {
+    eRtspReplyType r_type;
+    uint32_t videoPayLoadType;
+    uint32_t audioPayLoadType;
+    uint32_t FrameRate;
+    cm_media_data_t media_data;
+    uint32_t VideoTimescale;
+    uint32_t AudioTimescale;
+    char VideoConfig[1024];
+    char AudioConfig[1024];
+    uint32_t range;
+    uint16_t Audiomode;
+    int A_Config;
+    int Error_Code;
+    int Socketmark;
+    void* pNetPlay;
+    void* pCon;
+    uint16_t NRUUdp_V_Port;
+    uint16_t NRUUdp_A_Port;
+    uint16_t Client_V_Port;
+    uint16_t Client_A_Port;
+    char RTSPSessionId[128];
+    uint32_t VideoSSRC;
+    uint32_t AudioSSRC;
+    int TranType;
+    uint32_t VideoWidth;
+    uint32_t VideoHeight;
+} RSDP_info;
+
+typedef int (*RNotifyHandle)(rtsp_sdp_info* info);
+
+enum eSetupType { BOTHVA = 1, ONLYVIDEO = 2, ONLYAUDIO = 3 };
+
+// Trick-play parameters kept between requests; the engine uses the four parameters only.
+typedef struct S_local_msg {
+    uint16_t u2_netplayer_id;
+    uint16_t u2_msg_type;
+    bool bSignal;
+    float s4_msg_parm1;  // scale
+    float s4_msg_parm3;  // speed
+    int s4_msg_parm2;    // position in seconds, -1 for "now"
+    int s4_msg_parm4;    // frame number
+    uint32_t u4_msg_buffer_len;
+    unsigned char* u1_msg_buffer;
+} t_sMsg;
+
+enum eRtspStatusCode {
+    NOT_RTSPMESSAGE = 1,
+    RTSP_200 = 200,
+    RTSP_400 = 400,
+    RTSP_404 = 404,
+    RTSP_500 = 500,
+    RTSP_461 = 461,
+    RTSP_SET_PARAMETER_800 = 800,
+    RTSP_SET_PARAMETER_801 = 801,
+    RTSP_ANNOUNCE_2101 = 2101,
+    RTSP_ANNOUNCE_2102 = 2102
+};
+
+enum eRtspSendDataType { RTSP_RTCP_RR = 1 };
+
+// Steps of the interleaved frame parser.
+enum {
+    RTP_STEP_GOT_NOTHING = 0,
+    RTP_STEP_GOT_DOLLOR = 1,
+    RTP_STEP_GOT_CHANNEL = 2,
+    RTP_STEP_GOT_LENGTH = 3
+};
+
+// Receive thread entry: runs RecvTcpPacket of the CRtsp given.
+void* HandleRecvEventThread(void* rtsp);
+
+class CRtsp : public CNetPlayer {
+public:
+    CRtsp();
+    virtual ~CRtsp();
+    CRtsp(const CRtsp&) = delete;
+    CRtsp& operator=(const CRtsp&) = delete;
+
+    // Connects and starts the receive thread; the RTSP socket, or -1.
+    int InitRTSP(char* url, int transType, void* pNetPlay, void* pCon);
+    // 0 sent, -1 not sent, -3 the previous trick request is still unanswered.
+    int RTSPRequest(rtsp_request_info* req);
+    // Stops the thread and closes the socket; no report is delivered afterwards.
+    void DestoryRtsp();
+    float GetTcpFlux();
+
+    int ParseURL(char* url);
+    int SendDescribeReq();
+    int SendSetUpReq();
+    int RecSetUpResp();
+    int Play();
+    int Pause();
+    int Scale(char* scale, char* seek);
+    int Seek(char* seek);
+    int Speed(char* speed, char* seek);
+    int AppFrame(char* frame);
+    int Teardown();
+    int tcp_RecRTSPResp();
+    int RecvTcpPacket();
+    int UDP_OperateResp();
+
+    // Streaming phase: interleaved frames and server notices.
+    int dealRtpAndRtcpPack();
+    int dealRtspPack(char c);
+    int paraAnnounce();
+    int RTSPAckCode(char* text);
+    void NotifyToUp(eRtspReplyType type, int code);
+    void CalcFlux();
+    int SendData(char* data, int len, eRtspSendDataType type);
+
+    char m_rtsp_buf[playersdk::kRtspBufferSize];  // replies
+    char m_rtp_buf[playersdk::kRtspBufferSize];   // one interleaved packet
+    fd_set Fds;
+    char URL[128];
+    int sPort;
+    char server_addr[128];
+    char movie_name[512];
+    char user_id[128];
+    timeval timeout;
+    t_sMsg local_msg;
+    char scale_n[128];
+    char speed_n[128];
+    char seektime[128];
+    char seekframe[128];
+    std::atomic<int> ErrorCode;  // last status code, -1 while waiting
+    pthread_t m_playThread;
+    std::atomic<BOOL> m_bPlayThreadRun;
+    std::atomic<int> m_closeThread;
+    void* m_pContainer;
+    std::atomic<float> m_TotalFlux;  // RTP payload of the running second, in 128-byte units
+    std::atomic<float> m_flux;       // the last whole second's figure
+    std::atomic<RNotifyHandle> m_RTSPNotifyHandle;
+    int m_rtpheadstep;
+    int m_rtspheadstep;
+    int m_ReceiveDataFlag;  // 1 RTP, 2 RTCP
+    int m_WantDataLength;
+    int m_RtpReceivedLength;
+    DWORD m_TimeOutTime;
+    DWORD fluxtimer;
+    DWORD m_rtspTimeOutTime;
+    char* pRtspBuf;
+    int maxbuf;
+    std::atomic<DWORD> m_desribeSendTime;
+    std::atomic<DWORD> m_SetupSendTime;
+    RSDP_info m_sdpinfo;
+    eSetupType m_setupType;
+    sem_t m_semSendReq;
+
+private:
+    // The DESCRIBE reply may come in several reads; these hold it until it is complete.
+    struct DescribeAssembly {
+        char buf[playersdk::kRtspBufferSize + 1];  // one more keeps it terminated
+        long received = 0;                         // headers included
+        int contentLength = 0;
+        bool firstChunk = true;
+        void Reset();
+    };
+
+    template <class Send>
+    int SendInState(int nextState, Send send);
+    int Dispatch(rtsp_request_info* req);
+    int SendTrickPlay(float scale, float speed, float start, int curFrame, int nextState);
+    void RecvLoopPass(DescribeAssembly& describe);
+    bool ResendIfDue();
+    void OnSelectIdle(int result, DWORD now);
+    void OnReadable(DescribeAssembly& describe, DWORD now);
+    void RecvDescribeReply(DescribeAssembly& describe);
+    void OnDescribeComplete(DescribeAssembly& describe);
+    void OnSetupReply();
+    void OnTrickReply(DWORD now);
+    void OnStreaming(DWORD now);
+    int ReplyLineDone();
+    int ReplyReadFailed(ssize_t got);
+    bool ChannelAccepted(int channel);
+    int FrameReadFailed(ssize_t got, const char* closedLog, const char* errorLog);
+    int OnFrameComplete();
+    // Frees the fmtp texts of the parsed description and forgets them.
+    void FreeSdpConfigs();
+    // Ends the session from the receive thread: the waiting requester is released and the
+    // thread stops after this pass.
+    void EndSession(eRtspReplyType type, int code);
+    void Stop();
+};
+
+// Status code of a status line: the classifier behind RTSPAckCode, bounded by the view.
+int RtspStatusCode(std::string_view line);

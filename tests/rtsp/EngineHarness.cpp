@@ -1,0 +1,125 @@
+#include "rtsp/EngineHarness.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "base/BoundedCopy.h"
+#include "base/OsHelpers.h"
+
+namespace playersdk::test {
+
+int ReportLog::Handle(rtsp_sdp_info* info) {
+    auto* log = static_cast<ReportLog*>(info->pNetPlay);
+    EngineReport report{info->r_type, info->Error_Code, {}, *info};
+    const bool data = info->r_type == RTSP_RTP_DATA || info->r_type == RTSP_RTCP_DATA;
+    if (data && info->Error_Code == 0) {
+        report.media.assign(reinterpret_cast<const char*>(info->media_data.MediaBuf),
+                            static_cast<size_t>(info->media_data.MediaLen));
+    }
+    std::lock_guard<std::mutex> lock(log->m_mutex);
+    if (info->r_type == RTSP_CALC_FRAMERATE) {
+        log->m_traffic.push_back(static_cast<CRtsp*>(info->pCon)->GetTcpFlux());
+    } else {
+        log->m_reports.push_back(std::move(report));
+    }
+    log->m_changed.notify_all();
+    return 0;
+}
+
+std::vector<EngineReport> ReportLog::all() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_reports;
+}
+
+ReportKinds ReportLog::kinds() const {
+    ReportKinds kinds;
+    for (const EngineReport& report : all()) {
+        kinds.emplace_back(report.type, report.code);
+    }
+    return kinds;
+}
+
+std::vector<std::string> ReportLog::media(eRtspReplyType type) const {
+    std::vector<std::string> packets;
+    for (const EngineReport& report : all()) {
+        if (report.type == type && report.code == 0) {
+            packets.push_back(report.media);
+        }
+    }
+    return packets;
+}
+
+std::vector<float> ReportLog::traffic() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_traffic;
+}
+
+template <class Condition>
+bool ReportLog::WaitUntil(Condition condition) const {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_changed.wait_for(lock, std::chrono::seconds(3), condition);
+}
+
+bool ReportLog::WaitFor(eRtspReplyType type, int code, size_t count) const {
+    return WaitUntil([&] {
+        return static_cast<size_t>(std::count_if(m_reports.begin(), m_reports.end(), [&](auto& r) {
+                   return r.type == type && r.code == code;
+               })) >= count;
+    });
+}
+
+bool ReportLog::WaitForTraffic(size_t count) const {
+    return WaitUntil([&] { return m_traffic.size() >= count; });
+}
+
+EngineSession::EngineSession(int transType) : m_transType(transType) {
+    server.Start();
+    engine.m_RTSPNotifyHandle = &ReportLog::Handle;
+}
+
+EngineSession::~EngineSession() {
+    engine.DestoryRtsp();
+    server.Stop();
+}
+
+bool EngineSession::Open(int localUdpPort) {
+    std::string text = url();
+    if (engine.InitRTSP(text.data(), m_transType, &reports, &engine) < 1) {
+        return false;
+    }
+    // The receive thread takes its clock bases as it starts: before any test moves the clock.
+    Settle();
+    m_request.Param = localUdpPort;
+    return Request(RTSP_GETINFO_REQ) == 0;
+}
+
+int EngineSession::Request(eRtspRequestType type, const char* text, const char* seek) {
+    m_request.type = type;
+    copy_bounded(m_request.URL, url());
+    copy_bounded(m_request.Scale_N, text);
+    copy_bounded(m_request.Speed_N, text);
+    copy_bounded(m_request.SeekFrame, text);
+    copy_bounded(m_request.SeekTime, type == RTSP_SEEK_REQ ? text : seek);
+    return engine.RTSPRequest(&m_request);
+}
+
+void AdvanceClock(DWORD ms) {
+    AdvanceTickCountForTest(ms);
+    Settle();
+}
+
+void Settle() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+}
+
+std::string AsText(const rtspserver::Bytes& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+rtspserver::Bytes RtpPacketOfSize(size_t size, uint16_t sequence) {
+    rtspserver::RtpHeaderFields header;
+    header.sequence = sequence;
+    return rtspserver::BuildRtpPacket(header, rtspserver::Bytes(size > 12 ? size - 12 : 0, 'a'));
+}
+
+}  // namespace playersdk::test

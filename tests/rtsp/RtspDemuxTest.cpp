@@ -1,0 +1,161 @@
+// The streaming phase over a real loopback connection: interleaved frames cut out of the
+// RTSP stream, framing errors, RTCP, the server's notices, traffic and the receiver report.
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "rtsp/EngineHarness.h"
+
+using namespace playersdk::test;
+using namespace playersdk::rtspserver;
+
+namespace {
+using Packets = std::vector<std::string>;
+
+// One traffic report once the running second is over: a loose byte makes the pass happen.
+float NextTrafficFigure(EngineSession& s) {
+    size_t before = s.reports.traffic().size();
+    AdvanceClock(1001);
+    s.peer().Send("\n");
+    return s.reports.WaitForTraffic(before + 1) ? s.reports.traffic().back() : -1;
+}
+}  // namespace
+
+TEST(InterleavedDemux, FramesArriveWholeWhateverTheReadsAndAreCountedIn128ByteUnits) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    Bytes small = RtpPacketOfSize(13, 1);
+    Bytes split = RtpPacketOfSize(1400, 2);
+    s.peer().SendInterleaved(0, small);
+    s.peer().SendInterleaved(0, split, {300, 900});
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTP_DATA, 0, 2));
+    EXPECT_EQ(s.reports.media(RTSP_RTP_DATA), (Packets{AsText(small), AsText(split)}));
+    EXPECT_EQ(s.reports.all().back().info.media_data.MediaType, 1);
+
+    NextTrafficFigure(s);
+    auto figures = s.reports.traffic();
+    EXPECT_EQ(std::accumulate(figures.begin(), figures.end(), 0.0f), 10.0f);  // 1400 / 128
+    EXPECT_EQ(figures.back(), s.engine.GetTcpFlux());
+}
+
+TEST(InterleavedDemux, LengthOf1500AndUnknownChannelsAreSkippedUntilTheNextDollar) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    Bytes longest = RtpPacketOfSize(1499, 1);
+    Bytes after = RtpPacketOfSize(40, 2);
+    s.peer().Send(BuildInterleavedFrame(0, 1500, RtpPacketOfSize(1500)));
+    s.peer().SendInterleaved(0, longest);
+    s.peer().SendInterleaved(7, RtpPacketOfSize(30));
+    s.peer().SendInterleaved(0, after);
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTP_DATA, 0, 2));
+    Settle();
+    EXPECT_EQ(s.reports.media(RTSP_RTP_DATA), (Packets{AsText(longest), AsText(after)}));
+}
+
+TEST(InterleavedDemux, VideoOnlySessionDropsTheAudioChannel) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    Bytes video = RtpPacketOfSize(60, 2);
+    s.peer().SendInterleaved(2, RtpPacketOfSize(60, 1));
+    s.peer().SendInterleaved(0, video);
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTP_DATA, 0));
+    Settle();
+    EXPECT_EQ(s.reports.media(RTSP_RTP_DATA), Packets{AsText(video)});
+}
+
+TEST(InterleavedDemux, RtcpIsDeliveredUncountedAndByeEndsTheSession) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    Bytes report = BuildRtcpSenderReport({});
+    s.peer().SendInterleaved(1, report);
+    s.peer().SendInterleaved(3, report);
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTCP_DATA, 0, 2));
+    EXPECT_EQ(s.reports.media(RTSP_RTCP_DATA), (Packets{AsText(report), AsText(report)}));
+    EXPECT_EQ(NextTrafficFigure(s), 0.0f);
+
+    s.peer().SendRtcpBye();
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTCP_DATA, 6));
+    s.peer().SendInterleaved(0, RtpPacketOfSize(100));
+    Settle();
+    EXPECT_EQ(
+        s.reports.kinds(),
+        (ReportKinds{
+            {RTSP_PLAY_REPLAY, 0}, {RTSP_RTCP_DATA, 0}, {RTSP_RTCP_DATA, 0}, {RTSP_RTCP_DATA, 6}}));
+}
+
+TEST(InterleavedDemux, ServerCloseWhileStreamingIsReported) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    s.peer().Close();
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_SERVER_SHUTUP, 0));
+    EXPECT_EQ(s.reports.kinds(), (ReportKinds{{RTSP_PLAY_REPLAY, 0}, {RTSP_SERVER_SHUTUP, 0}}));
+}
+
+TEST(ServerNotice, EndOfStreamNoticeIsAnsweredOkAndEndsTheSession) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    s.peer().SendAnnounce("2102");
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTCP_DATA, 6));
+    ASSERT_TRUE(s.server.records().WaitForMessages(4));
+    EXPECT_EQ(s.server.records().messages().back().raw,
+              "RTSP/1.0 200 ok\r\nCSeq: 4\r\nSession: 12345678\r\n\r\n");
+    s.peer().SendInterleaved(0, RtpPacketOfSize(100));
+    Settle();
+    EXPECT_EQ(s.reports.kinds(), (ReportKinds{{RTSP_PLAY_REPLAY, 0}, {RTSP_RTCP_DATA, 6}}));
+}
+
+TEST(ServerNotice, OtherNoticesAndRequestsLeaveTheStreamRunningUnanswered) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    s.peer().SendAnnounce("2103");
+    s.peer().SendOptions();
+    s.peer().SendSetParameter("EOS");
+    s.peer().Send("announce x-Notice: 2104\r\n\r\n");  // the word in any case
+    Settle();
+    Bytes frame = RtpPacketOfSize(80);
+    s.peer().SendInterleaved(0, frame);
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTP_DATA, 0));
+    Settle();
+    EXPECT_EQ(s.reports.kinds(), (ReportKinds{{RTSP_PLAY_REPLAY, 0}, {RTSP_RTP_DATA, 0}}));
+    EXPECT_EQ(s.reports.media(RTSP_RTP_DATA), Packets{AsText(frame)});
+    EXPECT_EQ(s.server.records().messages().size(), 3u);
+}
+
+TEST(ReceiverReport, IsFramedOnChannelOneAndOversizedOnesAreRefused) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    std::string report(32, 'r');
+    std::string largest(508, 'l');
+    std::string oversized(509, 'o');
+    EXPECT_EQ(s.engine.SendData(report.data(), 32, RTSP_RTCP_RR), 36);
+    EXPECT_EQ(s.engine.SendData(largest.data(), 508, RTSP_RTCP_RR), 512);
+    EXPECT_EQ(s.engine.SendData(oversized.data(), 509, RTSP_RTCP_RR), -1);
+    EXPECT_EQ(s.engine.SendData(report.data(), 32, static_cast<eRtspSendDataType>(2)), 0);
+    ASSERT_TRUE(s.server.records().WaitForFrames(2));
+    Settle();
+    auto frames = s.server.records().frames();
+    ASSERT_EQ(frames.size(), 2u);
+    EXPECT_EQ(frames[0].channel, 1);
+    EXPECT_EQ(AsText(frames[0].payload), report);
+    EXPECT_EQ(AsText(frames[1].payload), largest);
+}
+
+TEST(RtspAckCode, ClassifiesStatusLines) {
+    CRtsp rtsp;
+    auto code = [&](std::string line) { return rtsp.RTSPAckCode(line.data()); };
+    EXPECT_EQ(code("RTSP/1.0 200 OK\r\n"), 200);
+    EXPECT_EQ(code("rtsp/1.0 200 ok"), 200);
+    EXPECT_EQ(code("RTSP/1.0 404 Stream Not Found"), 404);
+    EXPECT_EQ(code("RTSP/1.0 400 Bad Request"), 400);
+    EXPECT_EQ(code("RTSP/1.0 500 Internal Server Error"), 500);
+    EXPECT_EQ(code("RTSP/1.0 461 Unsupported transport"), 461);
+    EXPECT_EQ(code("RTSP/1.0 454 Session Not Found"), 454);
+    EXPECT_EQ(code("RTSP/1.0 302 Found"), 302);
+    EXPECT_EQ(code("RTSP/1.0 200 Fine"), 200);
+    EXPECT_EQ(code("RTSP/2.0 200 OK"), -1);
+    EXPECT_EQ(code(""), -1);
+    EXPECT_EQ(code("RTSP/1.0"), 0);
+    // A run of digits far longer than any code is cut, not overrun.
+    EXPECT_EQ(code("RTSP/1.0 " + std::string(5000, '9')), 999999999);
+    EXPECT_EQ(RtspStatusCode(std::string_view("RTSP/1.0 2001", 11)), 20);
+}
