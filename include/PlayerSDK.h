@@ -63,6 +63,35 @@ typedef enum {
     PT_RTP_VERSION3 = 4
 } ePacketType;
 
+/* Decoder kinds of the decoder library. */
+typedef enum {
+    VT_MPEG4 = 1,
+    VT_H264 = 2,
+    AT_G711 = 3,
+    AT_PCM1C16B8000 = 4,
+    AT_PCM1C8B8000 = 5,
+    AT_ADPCM2C16B8000 = 6,
+    VT_Hik = 7,
+    VT_LC = 8,
+    AT_LC = 9,
+    VT_DH = 10,
+    VT_IR = 11
+} eMediaDecType;
+
+/* The stream description handed to the decoder set-up. On input 'config' holds the SDP
+ * format-parameter text (NUL-terminated); inside a stream it holds the binary decoder
+ * configuration. */
+typedef struct DeviceDecInfo {
+    int devtype;
+    unsigned int videoPayLoadType;
+    unsigned int audioPayLoadType;
+    int picWidth;
+    int picHeight;
+    unsigned int timescale;
+    int config_len;
+    char config[512];
+} DeviceDecInfo;
+
 /* What the owner-draw callback receives after the decoder drew a picture. */
 typedef struct __DC {
     void* surface;
