@@ -56,12 +56,7 @@ typedef enum {
     TT_MULTICAST = 3 /* accepted; nothing is received */
 } eTransType;
 
-typedef enum {
-    PT_RTP = 1,
-    PT_TS = 2,
-    PT_RTP_VERSION2 = 3,
-    PT_RTP_VERSION3 = 4
-} ePacketType;
+typedef enum { PT_RTP = 1, PT_TS = 2, PT_RTP_VERSION2 = 3, PT_RTP_VERSION3 = 4 } ePacketType;
 
 /* Decoder kinds of the decoder library. */
 typedef enum {
@@ -123,6 +118,23 @@ PLAYERSDK_API int Base64decode_len(const char* bufcoded);
 PLAYERSDK_API int Base64decode(char* bufplain, const char* bufcoded);
 PLAYERSDK_API int Base64encode_len(int len);
 PLAYERSDK_API int Base64encode(char* encoded, const char* string, int len);
+
+/* ---- Process-wide media callbacks --------------------------------------------------------
+ * Each setter stores its function for every stream of the process and returns 0; a null
+ * pointer switches the callback off. */
+PLAYERSDK_API int NetPlay_SetSendDataCallback(SendDatacCallback sendprocess);
+PLAYERSDK_API int NetPlay_SetGotPictureCallback(GotPictureCallback pictureprocess);
+PLAYERSDK_API int NetPlay_setGotFrameCallback(GotFrameCallback gotframeProcess);
+PLAYERSDK_API int NetSink_SetGotPictureCallBack(NetSink_GetPictureCallback GotPictureCallBack);
+PLAYERSDK_API int NetSink_SetGotFrameCallback(NetSink_GotFramedataCallback GotFrameCallback);
+
+/* ---- Elementary-stream helpers ------------------------------------------------------------
+ * FindH264Header: 2 at the first 00 00 00 01 65 (IDR), 3 at the first 00 00 00 01 67 (SPS),
+ * else 1. FindMpeg4Vol: 4 at 00 00 01 00, 5 at 00 00 01 B0 or B6, else 6.
+ * PicChange: flips a 24-bit picture upside down into dst (width * height * 3 bytes each). */
+PLAYERSDK_API int FindH264Header(const char* buf, int len);
+PLAYERSDK_API int FindMpeg4Vol(const char* buf, int len);
+PLAYERSDK_API void PicChange(const char* src, int width, int height, char* dst);
 
 #ifdef __cplusplus
 }
