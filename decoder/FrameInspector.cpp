@@ -77,64 +77,59 @@ bool IsIntraPictureStart(const ByteReader& slice) {
     return firstMb == 0 && (sliceType % 5 == 2 || sliceType % 5 == 4);
 }
 
-FrameKind Judge(bool config, bool picture, bool key) {
-    if (key) {
-        return FrameKind::kKey;
+// What the units of one frame showed.
+struct Findings {
+    bool config = false;
+    bool picture = false;
+    bool key = false;
+
+    FrameKind Kind() const {
+        if (key) {
+            return FrameKind::kKey;
+        }
+        if (picture) {
+            return FrameKind::kDelta;
+        }
+        return config ? FrameKind::kConfig : FrameKind::kNothing;
     }
-    if (picture) {
-        return FrameKind::kDelta;
+};
+
+// Calls 'judge(code, rest, findings)' for the first byte after every start code, with the
+// bytes that follow it.
+template <typename Judge>
+FrameKind InspectUnits(const uint8_t* data, size_t len, Judge judge) {
+    ByteReader r(data, len);
+    Findings findings;
+    uint8_t code = 0;
+    while (SkipToStartCode(r) && r.u8(code)) {
+        judge(code, r, findings);
     }
-    return config ? FrameKind::kConfig : FrameKind::kNothing;
+    return findings.Kind();
 }
 
 }  // namespace
 
 FrameKind InspectH264Frame(const uint8_t* data, size_t len) {
     enum { kSliceNonIdr = 1, kSliceIdr = 5, kSps = 7, kPps = 8 };  // 2-4: data partitions
-    ByteReader r(data, len);
-    bool config = false;
-    bool picture = false;
-    bool key = false;
-    while (SkipToStartCode(r)) {
-        uint8_t header = 0;
-        if (!r.u8(header)) {
-            break;
-        }
+    return InspectUnits(data, len, [](uint8_t header, const ByteReader& rest, Findings& f) {
         int type = header & 0x1f;
-        config = config || type == kSps || type == kPps;
-        if (type >= kSliceNonIdr && type <= kSliceIdr) {
-            picture = true;
-        }
-        if (type == kSliceIdr || (type == kSliceNonIdr && IsIntraPictureStart(r))) {
-            key = true;
-        }
-    }
-    return Judge(config, picture, key);
+        f.config = f.config || type == kSps || type == kPps;
+        f.picture = f.picture || (type >= kSliceNonIdr && type <= kSliceIdr);
+        f.key = f.key || type == kSliceIdr || (type == kSliceNonIdr && IsIntraPictureStart(rest));
+    });
 }
 
 FrameKind InspectMpeg4Frame(const uint8_t* data, size_t len) {
     enum : uint8_t { kLayerFirst = 0x20, kLayerLast = 0x2F, kSequence = 0xB0, kVop = 0xB6 };
-    ByteReader r(data, len);
-    bool config = false;
-    bool picture = false;
-    bool key = false;
-    while (SkipToStartCode(r)) {
-        uint8_t code = 0;
-        if (!r.u8(code)) {
-            break;
-        }
-        config = config || code == kSequence || (code >= kLayerFirst && code <= kLayerLast);
-        if (code != kVop) {
-            continue;
-        }
-        picture = true;
+    return InspectUnits(data, len, [](uint8_t code, ByteReader rest, Findings& f) {
+        f.config = f.config || code == kSequence || (code >= kLayerFirst && code <= kLayerLast);
         uint8_t codingType = 0;
-        // The two top bits of the VOP header: 0 intra, 1 predicted, 2 bidirectional, 3 sprite.
-        if (r.u8(codingType) && (codingType >> 6) == 0) {
-            key = true;
+        if (code == kVop) {
+            f.picture = true;
+            // The two top bits of the VOP header: 0 intra, 1 predicted, 2 bidirectional, 3 sprite.
+            f.key = f.key || (rest.u8(codingType) && (codingType >> 6) == 0);
         }
-    }
-    return Judge(config, picture, key);
+    });
 }
 
 }  // namespace playerdecoder

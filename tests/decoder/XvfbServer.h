@@ -11,18 +11,16 @@ namespace decodertest {
 class CXvfbServer {
 public:
     CXvfbServer() = default;
-    ~CXvfbServer();
+    virtual ~CXvfbServer();
     CXvfbServer(const CXvfbServer&) = delete;
     CXvfbServer& operator=(const CXvfbServer&) = delete;
 
     static bool Installed();
-    // False (with the reason) when the server does not come up within a few seconds.
-    bool Start(std::string& why);
-    const std::string& display() const { return m_display; }
+    // The display name (":N"), or empty when the server did not come up within 10 s.
+    std::string Start();
 
 private:
     pid_t m_pid = -1;
-    std::string m_display;
 };
 
 }  // namespace decodertest
