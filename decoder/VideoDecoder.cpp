@@ -1,7 +1,5 @@
 #include "VideoDecoder.h"
 
-#include <cstring>
-
 #include "PictureWriter.h"
 
 namespace playerdecoder {
@@ -73,10 +71,10 @@ int CVideoDecoder::InputVideoData(const uint8_t* data, int len, long long ts) {
 }
 
 int CVideoDecoder::TakeFrame(const uint8_t* data, size_t len, long long ts) {
-    FrameKind kind = m_type == VT_H264 ? InspectH264Frame(data, len) : InspectMpeg4Frame(data, len);
     if (len > kMaxFrameBytes) {
         return MarkDamaged();
     }
+    FrameKind kind = m_type == VT_H264 ? InspectH264Frame(data, len) : InspectMpeg4Frame(data, len);
     if (kind == FrameKind::kNothing) {
         ++m_skipped;  // nothing the codec could use; decoding goes on as it was
         return kDecNotYet;
