@@ -373,6 +373,8 @@ void CRtpStream::OpenDec(eMediaDecType type) {
         Decoder_SetTimeScale(handle, m_iTimeScale);
     }
     Decoder_EnableFrameControl(handle, m_bFrameControl);
+    // Decoded pictures come back through the stream to the application's picture callback.
+    Decoder_SetPictureCallback(handle, DecGotPictureCallBackProc, reinterpret_cast<long>(this));
     // An MPEG-4 decoder needs the SDP configuration before the first frame; H.264 streams
     // carry their parameter sets in-band.
     if (type == VT_MPEG4) {
