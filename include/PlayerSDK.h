@@ -95,6 +95,22 @@ PLAYERSDK_API int Base64decode(char* bufplain, const char* bufcoded);
 PLAYERSDK_API int Base64encode_len(int len);
 PLAYERSDK_API int Base64encode(char* encoded, const char* string, int len);
 
+/* ---- Local file play ----------------------------------------------------------------------
+ * Plays a file recorded by this library (record type 1) into the decoder library. The handle
+ * is the player's address; 0 and -1 are never handles. */
+
+/* The maker of the recorded stream, told by the first frame's payload type. */
+typedef enum {
+    MANU_FILE_TYPE_UNKOWN = 0,
+    MANU_FILE_TYPE_BRT = 1,
+    MANU_FILE_TYPE_DAHU = 2,
+    MANU_FILE_TYPE_HIK = 3,
+    MANU_FILE_TYPE_LC = 4,
+    MANU_FILE_TYPE_HB = 5,
+    MANU_FILE_TYPE_TOPSEE = 6,
+    MANU_FILE_TYPE_STC = 7
+} eManuFileType;
+
 #ifdef __cplusplus
 }
 #endif
