@@ -56,12 +56,36 @@ typedef enum {
     TT_MULTICAST = 3 /* accepted; nothing is received */
 } eTransType;
 
+typedef enum { PT_RTP = 1, PT_TS = 2, PT_RTP_VERSION2 = 3, PT_RTP_VERSION3 = 4 } ePacketType;
+
+/* Decoder kinds of the decoder library. */
 typedef enum {
-    PT_RTP = 1,
-    PT_TS = 2,
-    PT_RTP_VERSION2 = 3,
-    PT_RTP_VERSION3 = 4
-} ePacketType;
+    VT_MPEG4 = 1,
+    VT_H264 = 2,
+    AT_G711 = 3,
+    AT_PCM1C16B8000 = 4,
+    AT_PCM1C8B8000 = 5,
+    AT_ADPCM2C16B8000 = 6,
+    VT_Hik = 7,
+    VT_LC = 8,
+    AT_LC = 9,
+    VT_DH = 10,
+    VT_IR = 11
+} eMediaDecType;
+
+/* The stream description handed to the decoder set-up. On input 'config' holds the SDP
+ * format-parameter text (NUL-terminated); inside a stream it holds the binary decoder
+ * configuration. */
+typedef struct DeviceDecInfo {
+    int devtype;
+    unsigned int videoPayLoadType;
+    unsigned int audioPayLoadType;
+    int picWidth;
+    int picHeight;
+    unsigned int timescale;
+    int config_len;
+    char config[512];
+} DeviceDecInfo;
 
 /* What the owner-draw callback receives after the decoder drew a picture. */
 typedef struct __DC {
@@ -94,6 +118,23 @@ PLAYERSDK_API int Base64decode_len(const char* bufcoded);
 PLAYERSDK_API int Base64decode(char* bufplain, const char* bufcoded);
 PLAYERSDK_API int Base64encode_len(int len);
 PLAYERSDK_API int Base64encode(char* encoded, const char* string, int len);
+
+/* ---- Process-wide media callbacks --------------------------------------------------------
+ * Each setter stores its function for every stream of the process and returns 0; a null
+ * pointer switches the callback off. */
+PLAYERSDK_API int NetPlay_SetSendDataCallback(SendDatacCallback sendprocess);
+PLAYERSDK_API int NetPlay_SetGotPictureCallback(GotPictureCallback pictureprocess);
+PLAYERSDK_API int NetPlay_setGotFrameCallback(GotFrameCallback gotframeProcess);
+PLAYERSDK_API int NetSink_SetGotPictureCallBack(NetSink_GetPictureCallback GotPictureCallBack);
+PLAYERSDK_API int NetSink_SetGotFrameCallback(NetSink_GotFramedataCallback GotFrameCallback);
+
+/* ---- Elementary-stream helpers ------------------------------------------------------------
+ * FindH264Header: 2 at the first 00 00 00 01 65 (IDR), 3 at the first 00 00 00 01 67 (SPS),
+ * else 1. FindMpeg4Vol: 4 at 00 00 01 00, 5 at 00 00 01 B0 or B6, else 6.
+ * PicChange: flips a 24-bit picture upside down into dst (width * height * 3 bytes each). */
+PLAYERSDK_API int FindH264Header(const char* buf, int len);
+PLAYERSDK_API int FindMpeg4Vol(const char* buf, int len);
+PLAYERSDK_API void PicChange(const char* src, int width, int height, char* dst);
 
 /* ---- Local file play ----------------------------------------------------------------------
  * Plays a file recorded by this library (record type 1) into the decoder library. The handle

@@ -18,6 +18,19 @@ int main(void) {
     if (Base64decode(back, text) != 2 || memcmp(back, "gd", 3) != 0) {
         return 3;
     }
+    {
+        DeviceDecInfo info;
+        eMediaDecType type = VT_H264;
+        memset(&info, 0, sizeof(info));
+        info.videoPayLoadType = 96;
+        if (sizeof(info.config) != 512 || type != 2 || NetPlay_SetSendDataCallback(NULL) != 0 ||
+            NetPlay_setGotFrameCallback(NULL) != 0 || NetSink_SetGotFrameCallback(NULL) != 0) {
+            return 4;
+        }
+    }
+    if (FindH264Header("\0\0\0\1\x67\0", 6) != 3) {
+        return 5;
+    }
     remove("/tmp/playersdk-c-application.log");
     puts("C application linked and ran");
     return 0;
