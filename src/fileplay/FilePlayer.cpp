@@ -65,8 +65,7 @@ CFilePlayer::CFilePlayer()
 }
 
 // Releasing is StopFilePlay's work; it is repeated here (it is idempotent) so that a player
-// deleted without it leaves no thread or file behind. The mutex lives as long as the object,
-// so a control call racing a stop still finds a valid lock.
+// deleted without it leaves no thread or file behind. The mutex lives as long as the object.
 CFilePlayer::~CFilePlayer() {
     StopFilePlay();
     pthread_mutex_destroy(&m_mutexPlay);
@@ -392,7 +391,6 @@ void CFilePlayer::StopFilePlay() {
         m_bThreadStarted = FALSE;
         m_playFileThread = pthread_t{};
     }
-    // Under the lock, so that a control call racing the stop sees a player before or after.
     playersdk::MutexGuard lock(m_mutexPlay);
     ResetFileHead(m_fFileheader);
     if (m_bCreatDecoder) {
