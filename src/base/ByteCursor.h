@@ -114,7 +114,8 @@ public:
         return *this;
     }
     ByteWriter& bytes(const void* src, size_t n) {
-        if (room(n)) {
+        // memcpy must not see a null source, even for nothing (an empty vector's data()).
+        if (n > 0 && room(n)) {
             memcpy(m_p + m_len, src, n);
             m_len += n;
         }

@@ -17,10 +17,9 @@ constexpr int kPayloadTypeH264 = 96;
 constexpr int kPayloadTypeIr = 98;
 constexpr int kRtpVersion = 2;
 
-// Counters written by the receive thread only; the reset in CalcFrameRate may race with an
-// increment and lose it, as a plain counter would.
+// Counters of the receive thread that CalcFrameRate reads and resets from another one.
 void Bump(std::atomic<int>& counter) {
-    counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    counter.fetch_add(1, std::memory_order_relaxed);
 }
 
 eMediaDecType DecoderTypeFor(int payloadType) {
