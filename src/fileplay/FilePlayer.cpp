@@ -264,6 +264,9 @@ CFilePlayer::FrameStep CFilePlayer::PlayCurrentFrame(CMemory& buffer) {
 
 void CFilePlayer::WaitFrameGap() const {
     int ms = m_iWaitTime;
+    if (m_bPaused && ms < 1) {
+        ms = 1;  // fast play can leave a gap of 0: a paused player must not spin
+    }
     if (playersdk::FilePlaySleepHook hook = g_sleepHook.load()) {
         hook(ms);
         return;

@@ -1,10 +1,13 @@
-// Writes record files (type 1: header, then length / payload type / time stamp / bytes per
-// frame) the way the recorder lays them out, so the file player can be tested against them.
-// Lengths can be given apart from the bytes, to write broken files.
+// Writes record files the way the recorder lays them out (record type 1: a 20-byte header, then
+// length, payload type, time stamp and bytes per frame, little-endian), so the file player can
+// be tested against them. A length can be given apart from the bytes, to write broken files.
 #pragma once
 
 #include <cstdint>
+#include <fstream>
 #include <string>
+
+#include "base/ByteCursor.h"
 
 namespace playersdk::test {
 struct RecordHeader {
@@ -15,19 +18,48 @@ struct RecordHeader {
     int32_t extlength = 0;
 };
 
-// The 20-byte header, followed by 'ext' (which need not match extlength).
-std::string FileHeaderBytes(const RecordHeader& header, const std::string& ext = "");
-// One frame record with a length field of data.size().
-std::string FrameRecordBytes(uint32_t mediaType, uint32_t timeStamp, const std::string& data);
-// One frame record whose length field says 'length', whatever follows.
-std::string FrameRecordBytes(uint32_t length, uint32_t mediaType, uint32_t timeStamp,
-                             const std::string& data);
+inline std::string Le32Fields(std::initializer_list<uint32_t> fields) {
+    std::string out(fields.size() * 4, '\0');
+    ByteWriter w(out.data(), out.size());
+    for (uint32_t v : fields) {
+        w.le32(v);
+    }
+    return out;
+}
 
-// An H.264 frame of 'size' bytes (at least 9): start code, an IDR (65) or a non-IDR slice (41)
-// header, the frame's number in four bytes and a pattern derived from it.
-std::string H264Frame(bool key, uint32_t number, size_t size = 64);
+// The header, followed by 'ext' (which need not match extlength).
+inline std::string FileHeaderBytes(const RecordHeader& h, const std::string& ext = "") {
+    return Le32Fields({uint32_t(h.frameRate), uint32_t(h.timeScale), uint32_t(h.width),
+                       uint32_t(h.height), uint32_t(h.extlength)}) +
+           ext;
+}
+
+inline std::string FrameRecordBytes(uint32_t length, uint32_t type, uint32_t ts,
+                                    const std::string& data) {
+    return Le32Fields({length, type, ts}) + data;
+}
+inline std::string FrameRecordBytes(uint32_t type, uint32_t ts, const std::string& data) {
+    return FrameRecordBytes(static_cast<uint32_t>(data.size()), type, ts, data);
+}
+
+// An H.264 frame of 'size' (at least 9) bytes: start code, IDR (65) or non-IDR slice (41)
+// header, the frame's number in four bytes, then a pattern derived from it.
+inline std::string H264Frame(bool key, uint32_t number, size_t size = 64) {
+    std::string frame = std::string("\0\0\0\1", 4) + char(key ? 0x65 : 0x41) + Le32Fields({number});
+    while (frame.size() < size) {
+        frame += static_cast<char>((number * 31 + frame.size()) & 0xFF);
+    }
+    return frame;
+}
+
 // The number H264Frame wrote into a frame; 0 for other bytes.
-uint32_t H264FrameNumber(const std::string& frame);
+inline uint32_t H264FrameNumber(const std::string& frame) {
+    uint32_t number = 0;
+    ByteReader in(frame.data(), frame.size());
+    return in.skip(5) && in.le32(number) ? number : 0;
+}
 
-bool WriteWholeFile(const std::string& path, const std::string& bytes);
+inline void WriteWholeFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
 }  // namespace playersdk::test
