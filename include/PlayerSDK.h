@@ -128,6 +128,15 @@ PLAYERSDK_API int NetPlay_setGotFrameCallback(GotFrameCallback gotframeProcess);
 PLAYERSDK_API int NetSink_SetGotPictureCallBack(NetSink_GetPictureCallback GotPictureCallBack);
 PLAYERSDK_API int NetSink_SetGotFrameCallback(NetSink_GotFramedataCallback GotFrameCallback);
 
+/* ---- Sink adapters -------------------------------------------------------------------------
+ * For the application to pass where a SendDatacCallback or NetSink_GotFramedataCallback is
+ * wanted, with a sink as 'userdata'. g_SendDataCallback sends the packet from the sink when
+ * 'reserved' is 0 and raises link report 4 when it is 1; GotFramedataCallback forwards the
+ * frame to the NetSink_SetGotFrameCallback callback. Both return 0. */
+PLAYERSDK_API int g_SendDataCallback(long mshandle, char* packet, int length, long userdata,
+                                     long reserved);
+PLAYERSDK_API int GotFramedataCallback(long mshandle, char* pMediaBuf, int length, long userdata);
+
 /* ---- Elementary-stream helpers ------------------------------------------------------------
  * FindH264Header: 2 at the first 00 00 00 01 65 (IDR), 3 at the first 00 00 00 01 67 (SPS),
  * else 1. FindMpeg4Vol: 4 at 00 00 01 00, 5 at 00 00 01 B0 or B6, else 6.
