@@ -28,6 +28,44 @@ PLAYERDECODER_API int Decoder_GetPictureSize(long handle, int* width, int* heigh
 PLAYERDECODER_API int Decoder_RefreshSurface(long handle);
 PLAYERDECODER_API int Decoder_CloseDecode(long handle);
 
+/* ---- Pictures handed to the library --------------------------------------------------------
+ * Every decoded picture goes to the registered callback, on the thread that called
+ * Decoder_InputVideoData, before the next frame is decoded. 'buf' holds width * height pixels
+ * in the layout that 'type' names and is valid only during the call.
+ * DEC_PIC_BGR24: packed 24-bit pixels, bytes blue, green, red; rows top to bottom, each
+ * width * 3 bytes long, without padding. */
+typedef enum { DEC_PIC_BGR24 = 1 } eDecPictureType;
+
+typedef int (*DecPictureCallback)(long handle, char* buf, int width, int height, int type,
+                                  long user);
+
+/* Registers the picture callback of a decoder (null switches it off); 0, or -1 for a bad
+ * handle. 'user' comes back as the callback's last argument. */
+PLAYERDECODER_API int Decoder_SetPictureCallback(long handle, DecPictureCallback cb, long user);
+
+/* ---- Results of the reference decoder library ---------------------------------------------
+ * Every call returns -1 for a handle that is not a live decoder (0, -1, closed or unknown).
+ * Decoder_Create: 0, or -1 for a null handle pointer, a type other than VT_H264 and VT_MPEG4,
+ *   or a codec that cannot be opened (then *handle is -1). userData, overlay, colorKey and
+ *   the picture size are accepted as given; the decoded stream sets the real size.
+ * Decoder_InputVideoData: 0 frame taken (decoded, or kept as the MPEG-4 configuration);
+ *   -1 bad handle or empty frame; -2 skipped while waiting for a key frame; -3 corrupt
+ *   (decoding waits for the next key frame). ts is the frame's time stamp in time-scale units.
+ * Decoder_SetPlayWnd: hwnd is an X11 window id (0 or -1: none); show 0 stops drawing.
+ * Decoder_SetDrawCb: the callback gets a __DC with the X Display* as surface and the window,
+ *   after each picture is drawn.
+ * Decoder_SetTimeScale: -1 also for a scale of 0 or less (default 90000 units a second).
+ * Decoder_EnableFrameControl: non-zero paces pictures by their time stamps.
+ * Decoder_CapPicture: 0 written; -1 bad handle or no path; -2 no picture decoded yet;
+ *   -3 the file cannot be written; -4 the JPEG encoder failed. A name ending in ".jpg" or
+ *   ".jpeg" (any case) gives a JPEG file, any other a 24-bit BMP file.
+ * Decoder_GetPictureSize: 0 with the decoded size; -2 before the first picture (the size given
+ *   to Decoder_Create is reported).
+ * Decoder_RefreshSurface: 1 the last picture was drawn again; 0 nothing to draw (no picture,
+ *   no window or no display).
+ * Decoder_CloseDecode: 0; the handle is dead at once, and no callback runs after it returns
+ *   (unless it was called from inside one). */
+
 #ifdef __cplusplus
 }
 #endif

@@ -3,7 +3,9 @@
 # Usage: scripts/install-deps.sh [extra-package ...]
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev "$@")
+# FFmpeg's codec libraries and Xlib for the decoder library; Xvfb for its window test.
+packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+          libavcodec-dev libavutil-dev libswscale-dev libx11-dev xvfb "$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -37,6 +37,17 @@ int main(void) {
         if (Player_GetVersion() != 0x02060001u || container == -1 ||
             NetPlay_CloseUrl(container, 0) != -1 || NetPlay_GetFlux(container, 1) != -1.0f ||
             NetPlay_GetRecFileCurTs(container, 1) != ~0ull || NetPlay_Destroy(container) != 0) {
+            return 7;
+        }
+    }
+    {
+        tPlayCtrlInfo ctrl;
+        tVideoFileInfo info;
+        memset(&ctrl, 0, sizeof(ctrl));
+        ctrl.playmode = FILE_PLAYSEEK;
+        if (FilePlay_Start("/nonexistent/file.dat", 0, NULL, 0) != -1 ||
+            FilePlay_Control(0, &ctrl) != -1 || FilePlay_GetInfo(-1, &info) != -1 ||
+            FilePlay_GetManufType(0) != MANU_FILE_TYPE_UNKOWN || FilePlay_RefreshSurface(0) != 0) {
             return 6;
         }
     }

@@ -82,9 +82,9 @@ TEST_F(MediaTest, WholeAccessUnitReachesTheDecoderAsStartCodedNalUnits) {
     Feed(Packet(Fields(103, true), fragments[2]));
 
     const std::vector<Call> calls = fakedecoder::Calls();
-    EXPECT_EQ(Names(calls),
-              (std::vector<std::string>{"Create", "SetDrawCb", "SetPlayWnd", "SetTimeScale",
-                                        "EnableFrameControl", "InputVideoData"}));
+    EXPECT_EQ(Names(calls), (std::vector<std::string>{"Create", "SetDrawCb", "SetPlayWnd",
+                                                      "SetTimeScale", "EnableFrameControl",
+                                                      "SetPictureCallback", "InputVideoData"}));
     const long handle = calls[0].handle;
     EXPECT_EQ(stream.m_DecHandle, handle);
     EXPECT_EQ(calls[0].args, (std::vector<long long>{VT_H264, 42, 0, 0, 0, 0}));
@@ -94,9 +94,10 @@ TEST_F(MediaTest, WholeAccessUnitReachesTheDecoderAsStartCodedNalUnits) {
     EXPECT_EQ(calls[3].args, (std::vector<long long>{90000}));
     EXPECT_EQ(calls[4].args, (std::vector<long long>{0}));
     const Bytes accessUnit = Cat({kStartCode, sps, kStartCode, pps, kStartCode, idr});
-    EXPECT_EQ(calls[5].handle, handle);
-    EXPECT_EQ(calls[5].bytes, accessUnit);
-    EXPECT_EQ(calls[5].args,
+    EXPECT_EQ(calls[5].args, (std::vector<long long>{reinterpret_cast<long>(&stream)}));
+    EXPECT_EQ(calls[6].handle, handle);
+    EXPECT_EQ(calls[6].bytes, accessUnit);
+    EXPECT_EQ(calls[6].args,
               (std::vector<long long>{static_cast<long long>(accessUnit.size()), kSsrc}));
     ASSERT_EQ(g_capturedFrames.size(), 1u);
     EXPECT_EQ(g_capturedFrames[0].handle, reinterpret_cast<long>(&stream));
@@ -320,6 +321,14 @@ TEST_F(MediaTest, DecoderOutputIsPackedIntoRtpForTheSendCallback) {
     EXPECT_EQ(g_picture,
               (std::vector<long long>{reinterpret_cast<long>(&stream), 'P', 320, 240, 3, 8}));
     EXPECT_EQ(DecGotPictureCallBackProc(1, picture, 320, 240, 3, 0), 1);
+
+    // The decoder opened for the first frame hands its pictures back through the stream.
+    g_picture.clear();
+    Feed(Packet(Fields(1, true), rtpgen::Nal(0x65, 50)));
+    ASSERT_TRUE(fakedecoder::DeliverPicture(stream.m_DecHandle, picture, 64, 48, 1));
+    EXPECT_EQ(g_picture,
+              (std::vector<long long>{reinterpret_cast<long>(&stream), 'P', 64, 48, 1, 8}));
+    NetPlay_SetGotPictureCallback(nullptr);
 }
 
 TEST_F(MediaTest, FrameStuckAcrossTheSequenceWrapIsGivenUpAndTheStreamRecovers) {

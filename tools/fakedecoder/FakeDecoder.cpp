@@ -72,6 +72,23 @@ std::vector<Call> Frames() {
     return CallsNamed("InputVideoData");
 }
 
+bool DeliverPicture(long handle, char* buf, int width, int height, int type) {
+    // The last registration for the handle wins; it is called without the fake's lock held.
+    DecPictureCallback cb = nullptr;
+    long user = 0;
+    for (const Call& call : CallsNamed("SetPictureCallback")) {
+        if (call.handle == handle) {
+            cb = call.pictureCb;
+            user = static_cast<long>(call.args.at(0));
+        }
+    }
+    if (cb == nullptr) {
+        return false;
+    }
+    cb(handle, buf, width, height, type, user);
+    return true;
+}
+
 uint64_t FrameCount() {
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
@@ -131,6 +148,13 @@ extern "C" int Decoder_SetPlayWnd(long handle, long hwnd, int show) {
 extern "C" int Decoder_SetDrawCb(long handle, DrawCB cb, long user) {
     fakedecoder::Call call = Make("SetDrawCb", handle, {user});
     call.drawCb = cb;
+    Record(std::move(call));
+    return 0;
+}
+
+extern "C" int Decoder_SetPictureCallback(long handle, DecPictureCallback cb, long user) {
+    fakedecoder::Call call = Make("SetPictureCallback", handle, {user});
+    call.pictureCb = cb;
     Record(std::move(call));
     return 0;
 }

@@ -18,9 +18,10 @@ struct Call {
     // width, height. InputVideoData: length, ts. SetPlayWnd: hwnd, show. SetDrawCb: user.
     // SetTimeScale: scale. EnableFrameControl: on.
     std::vector<long long> args;
-    DrawCB drawCb = nullptr;           // SetDrawCb
-    std::string path;                  // CapPicture
-    std::vector<unsigned char> bytes;  // InputVideoData, when frame bytes are kept
+    DrawCB drawCb = nullptr;                 // SetDrawCb
+    DecPictureCallback pictureCb = nullptr;  // SetPictureCallback (args: user)
+    std::string path;                        // CapPicture
+    std::vector<unsigned char> bytes;        // InputVideoData, when frame bytes are kept
 };
 
 // The answers the fake gives.
@@ -43,6 +44,9 @@ std::vector<Call> CallsNamed(const std::string& name);
 // The frames given to Decoder_InputVideoData (configuration included), in order.
 std::vector<Call> Frames();
 uint64_t FrameCount();
+// Hands a picture to the callback registered for 'handle', as a decoder does after decoding;
+// false when none is registered.
+bool DeliverPicture(long handle, char* buf, int width, int height, int type);
 uint64_t FrameBytes();
 
 }  // namespace fakedecoder

@@ -1,0 +1,51 @@
+// Known pictures and the streams made from them: colour bars with a moving box, encoded with
+// libavcodec, and the ways to read pictures back and compare them.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "VideoDecoder.h"
+
+namespace decodertest {
+
+using playerdecoder::Picture;
+
+struct EncodedFrame {
+    std::vector<uint8_t> bytes;
+    bool key = false;
+    long long ts = 0;
+};
+
+struct EncodedStream {
+    std::vector<uint8_t> config;  // MPEG-4 object layer, sent alone before the frames
+    std::vector<EncodedFrame> frames;
+};
+
+// Eight colour bars and a grey box that moves 8 pixels a frame.
+std::vector<Picture> TestPatterns(int width, int height, int count);
+// H.264 through libx264 (Annex B, parameter sets in-band) or MPEG-4 part 2 (configuration
+// apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a second at 90 kHz).
+EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop);
+
+// Feeds frames [from, to), the MPEG-4 configuration first when 'from' is 0; returns how many
+// frames were taken (result 0).
+int Feed(long handle, const EncodedStream& stream, size_t from, size_t to);
+int FeedBytes(long handle, std::vector<uint8_t> bytes, long long ts = 0);
+playerdecoder::DecoderStats StatsOf(long handle);
+
+// What a picture callback saw: handle, width, height and type of each call, and the last one.
+struct PictureLog {
+    std::vector<std::array<long, 4>> calls;
+    Picture last;
+};
+int RecordPicture(long handle, char* buf, int width, int height, int type, long user);
+
+Picture ReadBmp(const std::string& path);
+Picture DecodeJpeg(const std::string& path);
+Picture Scaled(const Picture& picture, int width, int height);
+// Mean absolute difference of the colour bytes; huge when the sizes differ.
+double MeanAbsDifference(const Picture& a, const Picture& b);
+
+}  // namespace decodertest
