@@ -25,7 +25,7 @@ struct EncodedStream {
 
 // Eight colour bars and a grey box that moves 8 pixels a frame.
 std::vector<Picture> TestPatterns(int width, int height, int count);
-// H.264 through libx264 (Annex B, parameter sets in-band) or MPEG-4 part 2 (configuration
+// H.264 through libx264 (Annex B, parameter sets in-band) or MPEG-4 Visual (configuration
 // apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a second at 90 kHz).
 EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop);
 
