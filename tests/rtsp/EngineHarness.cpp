@@ -1,34 +1,25 @@
 #include "rtsp/EngineHarness.h"
 
 #include <algorithm>
-#include <thread>
 
 #include "base/BoundedCopy.h"
-#include "base/OsHelpers.h"
 
 namespace playersdk::test {
 
 int ReportLog::Handle(rtsp_sdp_info* info) {
     auto* log = static_cast<ReportLog*>(info->pNetPlay);
+    if (info->r_type == RTSP_CALC_FRAMERATE) {
+        log->traffic.Add(static_cast<CRtsp*>(info->pCon)->GetTcpFlux());
+        return 0;
+    }
     EngineReport report{info->r_type, info->Error_Code, {}, *info};
     const bool data = info->r_type == RTSP_RTP_DATA || info->r_type == RTSP_RTCP_DATA;
     if (data && info->Error_Code == 0) {
         report.media.assign(reinterpret_cast<const char*>(info->media_data.MediaBuf),
                             static_cast<size_t>(info->media_data.MediaLen));
     }
-    std::lock_guard<std::mutex> lock(log->m_mutex);
-    if (info->r_type == RTSP_CALC_FRAMERATE) {
-        log->m_traffic.push_back(static_cast<CRtsp*>(info->pCon)->GetTcpFlux());
-    } else {
-        log->m_reports.push_back(std::move(report));
-    }
-    log->m_changed.notify_all();
+    log->Add(std::move(report));
     return 0;
-}
-
-std::vector<EngineReport> ReportLog::all() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_reports;
 }
 
 ReportKinds ReportLog::kinds() const {
@@ -49,27 +40,12 @@ std::vector<std::string> ReportLog::media(eRtspReplyType type) const {
     return packets;
 }
 
-std::vector<float> ReportLog::traffic() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_traffic;
-}
-
-template <class Condition>
-bool ReportLog::WaitUntil(Condition condition) const {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    return m_changed.wait_for(lock, std::chrono::seconds(3), condition);
-}
-
 bool ReportLog::WaitFor(eRtspReplyType type, int code, size_t count) const {
-    return WaitUntil([&] {
-        return static_cast<size_t>(std::count_if(m_reports.begin(), m_reports.end(), [&](auto& r) {
+    return WaitUntil([&](const std::vector<EngineReport>& reports) {
+        return static_cast<size_t>(std::count_if(reports.begin(), reports.end(), [&](auto& r) {
                    return r.type == type && r.code == code;
                })) >= count;
     });
-}
-
-bool ReportLog::WaitForTraffic(size_t count) const {
-    return WaitUntil([&] { return m_traffic.size() >= count; });
 }
 
 EngineSession::EngineSession(int transType) : m_transType(transType) {
@@ -87,8 +63,7 @@ bool EngineSession::Open(int localUdpPort) {
     if (engine.InitRTSP(text.data(), m_transType, &reports, &engine) < 1) {
         return false;
     }
-    // The receive thread takes its clock bases as it starts: before any test moves the clock.
-    Settle();
+    Pause();  // the receive thread takes its clock bases as it starts, before any test moves it
     m_request.Param = localUdpPort;
     return Request(RTSP_GETINFO_REQ) == 0;
 }
@@ -101,15 +76,6 @@ int EngineSession::Request(eRtspRequestType type, const char* text, const char* 
     copy_bounded(m_request.SeekFrame, text);
     copy_bounded(m_request.SeekTime, type == RTSP_SEEK_REQ ? text : seek);
     return engine.RTSPRequest(&m_request);
-}
-
-void AdvanceClock(DWORD ms) {
-    AdvanceTickCountForTest(ms);
-    Settle();
-}
-
-void Settle() {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
 }
 
 std::string AsText(const rtspserver::Bytes& bytes) {

@@ -2,14 +2,13 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "rtsp/Rtsp.h"
 #include "rtspserver/RtspTestServer.h"
+#include "support/NetPlayFixture.h"
 
 namespace playersdk::test {
 
@@ -24,24 +23,14 @@ struct EngineReport {
 
 // The engine's RNotifyHandle in the tests: pNetPlay is the log, pCon the engine. Traffic
 // reports come once a second of real time, so they are kept apart from the others.
-class ReportLog {
+class ReportLog : public Recorder<EngineReport> {
 public:
     static int Handle(rtsp_sdp_info* info);
-    std::vector<EngineReport> all() const;
     ReportKinds kinds() const;
     std::vector<std::string> media(eRtspReplyType type) const;
-    std::vector<float> traffic() const;  // GetTcpFlux at each traffic report
-    // Wait (real time) for 'count' reports of a kind, or for 'count' traffic reports.
     bool WaitFor(eRtspReplyType type, int code, size_t count = 1) const;
-    bool WaitForTraffic(size_t count) const;
 
-private:
-    template <class Condition>
-    bool WaitUntil(Condition condition) const;
-    mutable std::mutex m_mutex;
-    mutable std::condition_variable m_changed;
-    std::vector<EngineReport> m_reports;
-    std::vector<float> m_traffic;
+    Recorder<float> traffic;  // GetTcpFlux at each traffic report
 };
 
 class EngineSession {
@@ -68,10 +57,6 @@ private:
     rtsp_request_info m_request{};
 };
 
-// Moves the engine's clock forward, then gives the receive thread a moment to act.
-void AdvanceClock(DWORD ms);
-// A short real pause, for things that must not happen.
-void Settle();
 template <class Action>
 long MillisecondsOf(Action action) {
     auto start = std::chrono::steady_clock::now();

@@ -49,19 +49,15 @@ TEST(ParseSdp, CameraDescriptionFillsBothMedia) {
     std::string reply = kDescribeReply;
     ASSERT_EQ(Parse(rtsp, &CRTSPProtocol::ParseSdp, reply), 0);
     const t_sSdp& sdp = rtsp.m_sdp_info;
-    EXPECT_EQ(sdp.videoPayLoadType * 1000 + sdp.audioPayLoadType, 96097u);
-    EXPECT_EQ(sdp.u4videoTimescale, 90000u);
-    EXPECT_EQ(sdp.u4audioTimescale, 8000u);
-    EXPECT_EQ(sdp.video_codec, CODEC_ID_H264);
-    EXPECT_EQ(sdp.audio_codec, CODEC_ID_AAC);
+    EXPECT_EQ(std::make_tuple(sdp.videoPayLoadType, sdp.audioPayLoadType, sdp.u4videoTimescale,
+                              sdp.u4audioTimescale, sdp.video_codec, sdp.audio_codec),
+              std::make_tuple(96u, 97u, 90000u, 8000u, CODEC_ID_H264, CODEC_ID_AAC));
     EXPECT_STREQ(sdp.videoTrack, "trackID=1");
     EXPECT_STREQ(sdp.audioTrack, "trackID=2");
     EXPECT_EQ(sdp.s2videoTrackState + sdp.s2audioTrackState, -2);
-    EXPECT_EQ(sdp.u4range, 3600u);
-    EXPECT_EQ(rtsp.m_end_time, 3600.0f);
-    EXPECT_EQ(sdp.frameRate, 25u);
-    EXPECT_EQ(sdp.u1videoWith, 576u);
-    EXPECT_EQ(sdp.u1videoHeight, 704u);
+    EXPECT_EQ(std::make_tuple(sdp.u4range, rtsp.m_end_time, sdp.frameRate),
+              std::make_tuple(3600u, 3600.0f, 25u));
+    EXPECT_EQ(std::make_pair(sdp.u1videoWith, sdp.u1videoHeight), std::make_pair(576u, 704u));
     EXPECT_STREQ(sdp.u1videoConfig,
                  "fmtp:96 packetization-mode=1;sprop-parameter-sets=Z0IAH5Wo,aM48gA==");
     EXPECT_STREQ(sdp.u1audioConfig, "fmtp:97 streamtype=5;mode=AAC-hbr;config=1588");

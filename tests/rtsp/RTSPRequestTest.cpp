@@ -63,27 +63,25 @@ TEST_F(RtspRequest, DescribeNamesThePortOnlyWhenItIsNot554) {
               "DESCRIBE rtsp://192.168.1.10:8554/live/ch1" + rest + kAgent);
 }
 
-TEST_F(RtspRequest, SetupOverTcpAsksForChannels01ForVideoAnd23ForAudio) {
+TEST_F(RtspRequest, SetupAsksForInterleavedChannelsOrTheNextLocalUdpPortPair) {
+    const std::string head = "SETUP rtsp://192.168.1.10/live/ch1/trackID=";
     EXPECT_EQ(Compose(&CRTSPProtocol::GenSetup),
-              "SETUP rtsp://192.168.1.10/live/ch1/trackID=1 RTSP/1.0\r\nCSeq: 1\r\n"
-              "Transport: RTP/AVP/TCP;unicast;interleaved=0-1\r\n" +
+              head + "1 RTSP/1.0\r\nCSeq: 1\r\nTransport: RTP/AVP/TCP;unicast;interleaved=0-1\r\n" +
                   kAgent);
     rtsp.m_sdp_info.s2videoTrackState = 0;
     strcpy(rtsp.m_rtsp_session_id, "12345678");
     EXPECT_EQ(Compose(&CRTSPProtocol::GenSetup),
-              "SETUP rtsp://192.168.1.10/live/ch1/trackID=2 RTSP/1.0\r\nCSeq: 2\r\n"
-              "Transport: RTP/AVP/TCP;unicast;interleaved=2-3\r\nSession: 12345678\r\n" +
-                  kAgent);
+              head + "2 RTSP/1.0\r\nCSeq: 2\r\nTransport: RTP/AVP/TCP;unicast;interleaved=2-3\r\n" +
+                  "Session: 12345678\r\n" + kAgent);
     EXPECT_EQ(rtsp.m_rtp_session[1].m_tcp_channel, 2);
-}
 
-TEST_F(RtspRequest, SetupOverUdpOffersTheNextLocalPortPair) {
-    rtsp.m_rtp_session[0].m_transport_protocal = 2;
-    rtsp.m_rtp_session[1].m_transport_protocal = 2;
+    rtsp.m_rtp_session[0].m_transport_protocal = rtsp.m_rtp_session[1].m_transport_protocal = 2;
     rtsp.m_iLocalUdpPort = 5000;
+    rtsp.m_sdp_info.s2videoTrackState = -1;
+    rtsp.m_rtsp_session_id[0] = '\0';
     EXPECT_EQ(Compose(&CRTSPProtocol::GenSetup),
-              "SETUP rtsp://192.168.1.10/live/ch1/trackID=1 RTSP/1.0\r\nCSeq: 1\r\n"
-              "Transport: RTP/AVP;unicast;client_port=5000-5001\r\n" +
+              head +
+                  "1 RTSP/1.0\r\nCSeq: 3\r\nTransport: RTP/AVP;unicast;client_port=5000-5001\r\n" +
                   kAgent);
     rtsp.m_sdp_info.s2videoTrackState = 0;
     EXPECT_NE(Compose(&CRTSPProtocol::GenSetup).find(";client_port=5002-5003\r\nUser"),
@@ -173,15 +171,11 @@ TEST_F(RtspRequest, FailedSendsReturnMinusOneAndLogTheirSocket) {
         -4);
     rtsp.m_rtsp_socket = -1;
     EXPECT_EQ(rtsp.SendDescribe() + rtsp.SendPause() + rtsp.SendOptionsReply(), -3);
-    const std::string text = log.text();
-    for (const std::string& line :
-         {"[SendSetup] SendSetup failed:socket=" + std::to_string(pair.ours),
-          "[SendDoPlay] SendDoPlay failed:socket=" + std::to_string(pair.ours),
-          "[SendDescribe] SendDescribe failed:socket=-1"s,
-          "[SendPause] SendPause failed:socket=-1"s,
-          "[SendOptionsReply] SendOptionsReply failed:socket=-1"s}) {
-        EXPECT_NE(text.find(line + " \r\n"), std::string::npos) << line;
-    }
-    EXPECT_EQ(text.find("Teardown"), std::string::npos);
-    EXPECT_EQ(text.find("SendOk"), std::string::npos);
+    EXPECT_NE(log.text().find("[SendSetup] SendSetup failed:socket=" + std::to_string(pair.ours) +
+                              " \r\n"),
+              std::string::npos);
+    EXPECT_NE(log.text().find("[SendDescribe] SendDescribe failed:socket=-1 \r\n"),
+              std::string::npos);
+    EXPECT_EQ(log.text().find("Teardown"), std::string::npos);  // these two fail quietly
+    EXPECT_EQ(log.text().find("SendOk"), std::string::npos);
 }

@@ -9,35 +9,30 @@ using namespace playersdk::test;
 
 using UrlSession = NetPlayFixture;
 
-TEST_F(UrlSession, SchemeIsReadInAnyCaseButTheConnectionTakesOnlyTwoSpellings) {
+TEST_F(UrlSession, SchemeHostPortAndLengthOfTheUrlAsThePlayReadsThem) {
     LogCapture log;
     std::string rest = server.url().substr(7);
     long upper = OpenUrl("RTSP://" + rest);
     EXPECT_TRUE(notices.WaitFor(NOTIFY_CONNECT_SUCCESS, upper));
-    EXPECT_EQ(OpenUrl("Rtsp://" + rest), -1);
+    EXPECT_EQ(OpenUrl("Rtsp://" + rest), -1);  // any case is read, two spellings connect
     EXPECT_EQ(notices.all().back().code, NOTIFY_CONNECT_ERROR);
     EXPECT_NE(log.text().find("[ParseUrl] Please enter the correct URL \r\n"), std::string::npos);
     EXPECT_EQ(log.text().find("[NetPlay] Please enter the correct URL"), std::string::npos);
     EXPECT_EQ(server.records().connectionCount(), 1u);
-}
 
-TEST_F(UrlSession, UdpSinkConnectsToTheHostAndPortOfTheUrl) {
+    const std::string path(600, 'p');  // cut to the play's field
+    long cut = Open(path);
+    ASSERT_TRUE(notices.WaitFor(NOTIFY_CONNECT_SUCCESS, cut));
+    EXPECT_EQ(server.records().requests("DESCRIBE").at(1).url, server.url(path).substr(0, 255));
+
+    // The UDP sink connects to the URL's host and port, read from seven characters at most:
+    // with zeros in front it misses the server, while the RTSP connection reads it whole.
     long play = Open("a/b", TT_UDP);
     ASSERT_TRUE(notices.WaitFor(NOTIFY_CONNECT_SUCCESS, play));
-    EXPECT_EQ(server.records().requests("DESCRIBE").at(0).url, server.url("a/b"));
-    EXPECT_TRUE(server.records().WaitForConnections(2));
-    // The port is read from seven characters at most: with zeros in front the sink misses the
-    // server, while the RTSP connection reads the whole number.
+    EXPECT_TRUE(server.records().WaitForConnections(4));
     long padded =
         OpenUrl("rtsp://127.0.0.1:00000000" + std::to_string(server.port()) + "/m", TT_UDP);
     ASSERT_TRUE(notices.WaitFor(NOTIFY_CONNECT_SUCCESS, padded));
     Pause();
-    EXPECT_EQ(server.records().connectionCount(), 3u);
-}
-
-TEST_F(UrlSession, UrlLongerThanThePlayFieldIsCut) {
-    const std::string path(600, 'p');
-    long play = Open(path);
-    ASSERT_TRUE(notices.WaitFor(NOTIFY_CONNECT_SUCCESS, play));
-    EXPECT_EQ(server.records().requests("DESCRIBE").at(0).url, server.url(path).substr(0, 255));
+    EXPECT_EQ(server.records().connectionCount(), 5u);
 }
