@@ -23,10 +23,11 @@ struct EncodedStream {
     std::vector<EncodedFrame> frames;
 };
 
-// Eight colour bars and a grey box that moves 8 pixels a frame.
+// The live source's test pattern for frames 0 to count - 1.
 std::vector<Picture> TestPatterns(int width, int height, int count);
-// H.264 through libx264 (Annex B, parameter sets in-band) or MPEG-4 part 2 (configuration
-// apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a second at 90 kHz).
+// H.264 through libx264 (Annex B, parameter sets in front of key frames) or MPEG-4 part 2
+// (configuration apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a
+// second at 90 kHz).
 EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop);
 
 // Feeds frames [from, to), the MPEG-4 configuration first when 'from' is 0; returns how many
