@@ -136,6 +136,87 @@ PLAYERSDK_API int FindH264Header(const char* buf, int len);
 PLAYERSDK_API int FindMpeg4Vol(const char* buf, int len);
 PLAYERSDK_API void PicChange(const char* src, int width, int height, char* dst);
 
+/* ---- Local file play ----------------------------------------------------------------------
+ * Plays a file recorded by this library (record type 1) into the decoder library. The handle
+ * is the player's address; 0 and -1 are never handles. */
+
+/* The maker of the recorded stream, told by the first frame's payload type. */
+typedef enum {
+    MANU_FILE_TYPE_UNKOWN = 0,
+    MANU_FILE_TYPE_BRT = 1,
+    MANU_FILE_TYPE_DAHU = 2,
+    MANU_FILE_TYPE_HIK = 3,
+    MANU_FILE_TYPE_LC = 4,
+    MANU_FILE_TYPE_HB = 5,
+    MANU_FILE_TYPE_TOPSEE = 6,
+    MANU_FILE_TYPE_STC = 7
+} eManuFileType;
+
+/* The play modes of FilePlay_Control. */
+typedef enum {
+    FILE_NOINIT = 0,
+    FILE_NOPLAY = 1,
+    FILE_PLAYING = 2,   /* normal play; speed unused */
+    FILE_PAUSE = 3,     /* pause; any other mode continues */
+    FILE_FWORD = 4,     /* key frames forward, scale frames/s (0: normal play) */
+    FILE_BACK = 5,      /* key frames backward, scale frames/s (0: normal play) */
+    FILE_SLOW = 6,      /* every frame, speed times slower (0: normal play) */
+    FILE_FAST = 7,      /* every frame, speed times faster (0: normal play) */
+    FILE_PLAYSEEK = 8,  /* normal play from seektime percent of the file */
+    FILE_FWORDSEEK = 9, /* 9 to 14 only continue a paused play */
+    FILE_BACKSEEK = 10,
+    FILE_FASTSEEK = 11,
+    FILE_SLOWSEEK = 12,
+    FILE_SOLE = 13,
+    FILE_SOLESEEK = 14
+} eFilePlayMode;
+
+typedef struct _tPlayCtrlInfo {
+    eFilePlayMode playmode;
+    long speed;
+    long scale;
+    long seektime;
+} tPlayCtrlInfo;
+
+/* Events of the file-play callback. */
+typedef enum {
+    FILE_PLAYOK = 0,
+    FILE_PLAYHEAD = 1,
+    FILE_PLAYOVER = 2, /* the last frame was played; the play thread has ended */
+    FILE_MSG_PLAY_ERROR = 3
+} eFileReplyType;
+
+typedef struct _tPlayInfo {
+    eFileReplyType fileevent;
+    void* pPlayFile;
+    int errorcode;
+} tPlayInfo;
+
+typedef struct _tVideoFileInfo {
+    unsigned int totalFrameNum;
+    unsigned int keyFrameNum;
+    eManuFileType manufType;
+} tVideoFileInfo;
+
+/* Called on the play thread with the user value given to FilePlay_Start. Do not call
+ * FilePlay_Stop for the same player from inside it. */
+typedef void (*FilePlayCallback)(long lUserData, tPlayInfo* info);
+
+/* Opens and indexes the file and starts playing it: the player handle, or -1. */
+PLAYERSDK_API long FilePlay_Start(const char* path, HWND hWnd, FilePlayCallback callback,
+                                  long lUserData);
+PLAYERSDK_API int FilePlay_Stop(long hPlay);
+PLAYERSDK_API int FilePlay_Control(long hPlay, tPlayCtrlInfo* ctrl);
+/* Seconds: the file's frames / frame rate, and the last played frame's number / frame rate. */
+PLAYERSDK_API long FilePlay_GetTotalTime(long hPlay);
+PLAYERSDK_API long FilePlay_GetCurTime(long hPlay);
+/* An eManuFileType; 0 for a bad handle. */
+PLAYERSDK_API int FilePlay_GetManufType(long hPlay);
+PLAYERSDK_API int FilePlay_CapturePic(long hPlay, const char* path);
+PLAYERSDK_API int FilePlay_GetInfo(long hPlay, tVideoFileInfo* info);
+/* 0 for a bad handle; else 0 when the decoder refreshed (non-zero answer), -1 when it did not. */
+PLAYERSDK_API int FilePlay_RefreshSurface(long hPlay);
+
 #ifdef __cplusplus
 }
 #endif

@@ -41,6 +41,16 @@ public:
         advance(4);
         return true;
     }
+    // Record files keep their integers in the byte order of the recording machine (little-endian).
+    bool le32(uint32_t& v) {
+        if (m_left < 4) {
+            return false;
+        }
+        v = uint32_t{m_p[0]} | (uint32_t{m_p[1]} << 8) | (uint32_t{m_p[2]} << 16) |
+            (uint32_t{m_p[3]} << 24);
+        advance(4);
+        return true;
+    }
     bool skip(size_t n) {
         if (m_left < n) {
             return false;
@@ -90,6 +100,14 @@ public:
     ByteWriter& be32(uint32_t v) {
         if (room(4)) {
             for (int shift = 24; shift >= 0; shift -= 8) {
+                m_p[m_len++] = static_cast<uint8_t>(v >> shift);
+            }
+        }
+        return *this;
+    }
+    ByteWriter& le32(uint32_t v) {
+        if (room(4)) {
+            for (int shift = 0; shift <= 24; shift += 8) {
                 m_p[m_len++] = static_cast<uint8_t>(v >> shift);
             }
         }

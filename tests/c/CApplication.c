@@ -31,6 +31,17 @@ int main(void) {
     if (FindH264Header("\0\0\0\1\x67\0", 6) != 3) {
         return 5;
     }
+    {
+        tPlayCtrlInfo ctrl;
+        tVideoFileInfo info;
+        memset(&ctrl, 0, sizeof(ctrl));
+        ctrl.playmode = FILE_PLAYSEEK;
+        if (FilePlay_Start("/nonexistent/file.dat", 0, NULL, 0) != -1 ||
+            FilePlay_Control(0, &ctrl) != -1 || FilePlay_GetInfo(-1, &info) != -1 ||
+            FilePlay_GetManufType(0) != MANU_FILE_TYPE_UNKOWN || FilePlay_RefreshSurface(0) != 0) {
+            return 6;
+        }
+    }
     remove("/tmp/playersdk-c-application.log");
     puts("C application linked and ran");
     return 0;
