@@ -1,8 +1,7 @@
 #include "TestVideo.h"
 
-#include <cmath>
-
 #include "DecoderRegistry.h"
+#include "livesource/PictureCheck.h"
 #include "livesource/TestPattern.h"
 #include "livesource/VideoEncoder.h"
 #include "support/TempDir.h"
@@ -11,26 +10,6 @@ namespace decodertest {
 
 using namespace playerdecoder;
 using namespace playersdk::livesource;
-
-namespace {
-
-Picture Blank(int width, int height) {
-    Picture picture;
-    picture.width = width;
-    picture.height = height;
-    picture.bgr.resize(static_cast<size_t>(width) * height * 3);
-    return picture;
-}
-
-uint32_t Le(const std::string& bytes, size_t at, int n) {
-    uint32_t value = 0;
-    for (int i = n - 1; i >= 0 && at + i < bytes.size(); --i) {
-        value = (value << 8) | static_cast<uint8_t>(bytes[at + i]);
-    }
-    return value;
-}
-
-}  // namespace
 
 std::vector<Picture> TestPatterns(int width, int height, int count) {
     std::vector<Picture> pictures;
@@ -91,26 +70,9 @@ DecoderStats StatsOf(long handle) {
 int RecordPicture(long handle, char* buf, int width, int height, int type, long user) {
     auto* log = reinterpret_cast<PictureLog*>(user);
     log->calls.push_back({handle, width, height, type});
-    log->last = Blank(width, height);
+    log->last = BlankPicture(width, height);
     std::copy(buf, buf + log->last.bgr.size(), log->last.bgr.begin());
     return 0;
-}
-
-Picture ReadBmp(const std::string& path) {
-    std::string bytes = playersdk::test::ReadFileBytes(path);
-    const int width = static_cast<int>(Le(bytes, 18, 4)),
-              height = static_cast<int>(Le(bytes, 22, 4));
-    const size_t offset = Le(bytes, 10, 4), rowBytes = (width * 3 + 3) & ~3;
-    if (bytes.compare(0, 2, "BM") != 0 || Le(bytes, 28, 2) != 24 || width <= 0 || height <= 0 ||
-        bytes.size() < offset + rowBytes * height) {
-        return Picture();
-    }
-    Picture picture = Blank(width, height);
-    for (int y = 0; y < height; ++y) {  // the file holds the bottom row first
-        const char* row = bytes.data() + offset + rowBytes * (height - 1 - y);
-        std::copy(row, row + width * 3, &picture.bgr[y * picture.stride()]);
-    }
-    return picture;
 }
 
 Picture DecodeJpeg(const std::string& path) {
@@ -127,26 +89,9 @@ Picture DecodeJpeg(const std::string& path) {
         avcodec_receive_frame(context.get(), frame.get()) < 0) {
         return Picture();
     }
-    Picture picture = Blank(frame->width, frame->height);
+    Picture picture = BlankPicture(frame->width, frame->height);
     CPixelConverter().Convert(PlanesOf(*frame), PlanesOf(picture));
     return picture;
-}
-
-Picture Scaled(const Picture& picture, int width, int height) {
-    Picture out = Blank(width, height);
-    CPixelConverter().Convert(PlanesOf(picture), PlanesOf(out));
-    return out;
-}
-
-double MeanAbsDifference(const Picture& a, const Picture& b) {
-    if (a.width != b.width || a.height != b.height || a.bgr.empty()) {
-        return 1e9;
-    }
-    double sum = 0;
-    for (size_t i = 0; i < a.bgr.size(); ++i) {
-        sum += std::abs(a.bgr[i] - b.bgr[i]);
-    }
-    return sum / static_cast<double>(a.bgr.size());
 }
 
 }  // namespace decodertest

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "VideoDecoder.h"
+#include "livesource/PictureCheck.h"
 
 namespace decodertest {
 
@@ -43,10 +44,8 @@ struct PictureLog {
 };
 int RecordPicture(long handle, char* buf, int width, int height, int type, long user);
 
-Picture ReadBmp(const std::string& path);
+// The live source's picture readers and comparisons (ReadBmp, Scaled, MeanAbsDifference, ...).
+using namespace playersdk::livesource;
 Picture DecodeJpeg(const std::string& path);
-Picture Scaled(const Picture& picture, int width, int height);
-// Mean absolute difference of the colour bytes; huge when the sizes differ.
-double MeanAbsDifference(const Picture& a, const Picture& b);
 
 }  // namespace decodertest
