@@ -28,6 +28,19 @@ bool ParseFrameRecordHeader(const uint8_t* data, size_t len, ZuFrameData& frame)
     return in.le32(frame.dataLength) && in.le32(frame.mediaType) && in.le32(frame.timeStamp);
 }
 
+void PackFileHeader(const ZuFileHeader& header, uint8_t (&out)[kFileHeaderSize]) {
+    ByteWriter(out, sizeof(out))
+        .le32(static_cast<uint32_t>(header.frameRate))
+        .le32(static_cast<uint32_t>(header.timeScale))
+        .le32(static_cast<uint32_t>(header.reserve1))
+        .le32(static_cast<uint32_t>(header.reserve2))
+        .le32(static_cast<uint32_t>(header.extlength));
+}
+
+void PackFrameRecordHeader(const ZuFrameData& frame, uint8_t (&out)[kFrameRecordHeaderSize]) {
+    ByteWriter(out, sizeof(out)).le32(frame.dataLength).le32(frame.mediaType).le32(frame.timeStamp);
+}
+
 eManuFileType ManuFileTypeOf(uint32_t mediaType, eManuFileType current) {
     switch (mediaType) {
         case 35:

@@ -74,6 +74,10 @@ namespace playersdk {
 bool ParseFileHeader(const uint8_t* data, size_t len, ZuFileHeader& header);
 // Reads a frame record's length, payload type and time stamp.
 bool ParseFrameRecordHeader(const uint8_t* data, size_t len, ZuFrameData& frame);
+// The header and a frame record's header as the recorder writes them (the extension bytes and
+// the frame data follow them in the file).
+void PackFileHeader(const ZuFileHeader& header, uint8_t (&out)[kFileHeaderSize]);
+void PackFrameRecordHeader(const ZuFrameData& frame, uint8_t (&out)[kFrameRecordHeaderSize]);
 // The maker a first frame's payload type stands for; 'current' for types that name none.
 eManuFileType ManuFileTypeOf(uint32_t mediaType, eManuFileType current);
 }  // namespace playersdk

@@ -87,10 +87,14 @@ CRtpStream::CRtpStream()
     for (int pt : {35, 96, 97, 98}) {
         m_pCbMediaProcList[pt] = &CRtpStream::VideoProcess;
     }
+    pthread_mutex_init(&m_mutexRecord, nullptr);
 }
 
-// The decoder is not closed here: CloseStream or CloseDec does that.
+// The decoder is not closed here: CloseStream or CloseDec does that. A recording still open
+// is closed so that its frames reach the disk.
 CRtpStream::~CRtpStream() {
+    StopRecord();
+    pthread_mutex_destroy(&m_mutexRecord);
     delete[] m_pLocalRtpBuf;
     free(m_h264buf);
     DestroyFrames();
@@ -295,7 +299,9 @@ bool CRtpStream::DeliverFrame(CFrameList& frame) {
         (this->*handler)(buf, len, static_cast<long long>(frame.ts));
     }
     m_LastFullSeq = frame.MaxSeq;
-    // Recording of the frame joins here once the recorder exists.
+    if (m_bRecordFlag) {
+        SaveRecord(buf, len, static_cast<long long>(m_CurTs.load()));
+    }
     return true;
 }
 

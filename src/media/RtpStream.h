@@ -1,11 +1,11 @@
 // CRtpStream: the receiving end of one media stream. It takes every RTP datagram of the
 // stream, rewrites H.264 payloads into Annex B form, reassembles frames and hands each complete
-// frame to the application's frame callback and to the handler of its payload type, which
-// feeds the decoder library. It also builds the RTCP packets and outgoing RTP packets of the
-// stream and keeps its traffic statistics.
+// frame to the application's frame callback, to the handler of its payload type, which feeds
+// the decoder library, and, while recording, to the record file. It also builds the RTCP packets
+// and outgoing RTP packets of the stream and keeps its traffic statistics.
 //
 // InputData runs on one receive thread; the window, snapshot and statistics calls come from
-// other threads, so the values they share with it are atomic words.
+// other threads, so the values they share with it are atomic words; the record file has a lock.
 #pragma once
 
 #include <pthread.h>
@@ -86,6 +86,19 @@ public:
     int GetFrameRate() const { return m_iFrameRate; }
     DWORD GetCurTs() const { return m_CurTs; }
 
+    // ---- Recording the complete frames to a file. Type 1 writes the framed file the file
+    // player reads: a header, then length, payload type and key before every frame. Every other
+    // type writes the bare frames from the first MPEG-4 key frame on.
+    // 0 started; 1 already recording; 2 the file could not be opened (or the path does not fit
+    // m_RecordFilepath).
+    int StartRecord(const char* path, int type);
+    // 0 stopped, the file flushed and closed; 1 not recording.
+    int StopRecord();
+    // Called by InputData for every complete frame while recording.
+    void SaveRecord(char* buf, int len, long long ts);
+    // Writes the framed file's header (and the MPEG-4 configuration record) once per file.
+    void PrepareRecord();
+
     // ---- RTCP, outgoing RTP and statistics
     int GetRtcpReport(char* buf, int type);
     int GetRtcpSendreport(char* buf);
@@ -138,15 +151,17 @@ public:
     uint16_t m_LastFullSeq;
     unsigned char* m_h264buf;
     int m_iSipLength;
-    // Recorder state; the recorder itself (start, stop, saving frames) is not part of this
-    // stream yet.
+    // Recorder. m_mutexRecord lives as long as the stream and guards the file, the path and
+    // every change of the state below; the receive thread tests the flag, the type and
+    // m_bRecordPrepare before taking it, so those are atomic.
     MUTEX_T m_mutexRecord;
     BOOL m_recordFirstFrameFlag;
     std::atomic<BOOL> m_bRecordFlag;
     char m_RecordFilepath[255];
     FILE* m_RecordFile;
-    BOOL m_bRecordPrepare;
-    int m_RecordType;
+    // Framed files: the header is written. Raw files: the first key frame is written.
+    std::atomic<BOOL> m_bRecordPrepare;
+    std::atomic<int> m_RecordType;
     CFrameList* m_pFrameList;
 
 private:
@@ -164,6 +179,10 @@ private:
     void FeedDecoder(char* buf, int len, long long ts);
     void ReportDecoderCreated(eMediaDecType type, int result, long handle);
     int ConfigLength() const;
+    // The recorder's writers; m_mutexRecord is held and the file is open.
+    void WriteRecordHeader(int width, int height);
+    void WriteFrameRecord(const char* buf, int len, uint32_t type, uint32_t ts);
+    void WriteRawFrame(const char* buf, int len);
 };
 
 // Procedures for the decoder library and for sending; 'stream' is the CRtpStream's address.
