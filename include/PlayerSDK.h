@@ -31,8 +31,14 @@ typedef enum {
     NOTIFY_ZU_VIDEO_DEC_DELETE = 11
 } ePlayNotifyCode;
 
-/* Control verbs of NetPlay_Control. The *SEEK values are refused by URL play. */
-typedef enum {
+/* Control verbs of NetPlay_Control. The *SEEK values are refused by URL play. Applications
+ * may pass any int (values outside 0..13 are refused), so in C++ every int is a valid value. */
+#ifdef __cplusplus
+#define PLAYERSDK_ENUM_OF_INT : int
+#else
+#define PLAYERSDK_ENUM_OF_INT
+#endif
+typedef enum PLAYERSDK_ENUM_OF_INT {
     PLAY_FAST = 0,
     PLAY_FASTSEEK = 1,
     PLAY_SLOW = 2,
@@ -127,6 +133,65 @@ PLAYERSDK_API int NetPlay_SetGotPictureCallback(GotPictureCallback pictureproces
 PLAYERSDK_API int NetPlay_setGotFrameCallback(GotFrameCallback gotframeProcess);
 PLAYERSDK_API int NetSink_SetGotPictureCallBack(NetSink_GetPictureCallback GotPictureCallBack);
 PLAYERSDK_API int NetSink_SetGotFrameCallback(NetSink_GotFramedataCallback GotFrameCallback);
+
+/* ---- Sink adapters -------------------------------------------------------------------------
+ * For the application to pass where a SendDatacCallback or NetSink_GotFramedataCallback is
+ * wanted, with a sink as 'userdata'. g_SendDataCallback sends the packet from the sink when
+ * 'reserved' is 0 and raises link report 4 when it is 1; GotFramedataCallback forwards the
+ * frame to the NetSink_SetGotFrameCallback callback. Both return 0. */
+PLAYERSDK_API int g_SendDataCallback(long mshandle, char* packet, int length, long userdata,
+                                     long reserved);
+PLAYERSDK_API int GotFramedataCallback(long mshandle, char* pMediaBuf, int length, long userdata);
+
+/* ---- Version -------------------------------------------------------------------------------
+ * One byte each for 2, 6, 0, 1, most significant first. */
+PLAYERSDK_API unsigned int Player_GetVersion(void);
+
+/* ---- Network play ------------------------------------------------------------------------
+ * A container (NetPlay_Init) owns URL plays; every call names the container and the play.
+ * Results are 0 for success and -1 for a refused handle or a failure; connection and stream
+ * events reach the application as notification codes through the container's callback,
+ * mostly on the library's own threads (a set-up that fails at once reports
+ * NOTIFY_CONNECT_ERROR on the caller's thread before the call returns). */
+struct rtsp_sdp_info;
+
+PLAYERSDK_API long NetPlay_Init(NetPlayAckCallBack pFunc, long lUserData);
+PLAYERSDK_API int NetPlay_Destroy(long RecvHandle);
+/* Plays opened afterwards hand this hook to their decoder. */
+PLAYERSDK_API void NetPlay_SetOwnerDraw(long hPlayContainer, DrawCB AfterDrawFunc, long lPrivate);
+PLAYERSDK_API void NetPlay_SetLinkReportCallBack(long handle,
+                                                 NetLink_ReportCallBack SinkReportCallBack);
+
+/* Returns the play handle or -1. NetPlay_OpenUrl always plays over TCP and ignores
+ * deviceinfo; NetPlay_OpenUrlEx takes an eTransType. */
+PLAYERSDK_API long NetPlay_OpenUrl(long RecvHandle, char* url, long hPlayWnd, long userdata,
+                                   DeviceDecInfo* deviceinfo);
+PLAYERSDK_API long NetPlay_OpenUrlEx(long RecvHandle, char* url, long hPlayWnd, long userdata,
+                                     int transType);
+PLAYERSDK_API int NetPlay_CloseUrl(long RecvHandle, long hHandle);
+
+/* Direct UDP play: open the receiving port, then start the session on it. */
+PLAYERSDK_API long NetPlay_InitUDP(long RecvHandle, char* tmpip, int tmpport, int* localPort);
+PLAYERSDK_API int NetPlay_StartUDP(long RecvHandle, long hHandle, char* url, long hPlayWnd,
+                                   long userdata, int transType);
+PLAYERSDK_API int NetPlay_StopUDP(long RecvHandle, long hHandle);
+
+/* Per-play services; -1 (-1.0, all bits set) for a play that is not in the container. */
+PLAYERSDK_API int NetPlay_Control(long RecvHandle, long hHandle, ePlayOption operate, int para);
+PLAYERSDK_API int NetPlay_GetPlayPosition(long RecvHandle, long hHandle, long* pPosition);
+PLAYERSDK_API unsigned long long NetPlay_GetRecFileCurTs(long RecvHandle, long hHandle);
+PLAYERSDK_API int NetPlay_GrabPic(long RecvHandle, long hHandle, char* filename);
+PLAYERSDK_API int NetPlay_StartRecord(long RecvHandle, long hHandle, char* FileName);
+PLAYERSDK_API int NetPlay_StopRecord(long RecvHandle, long hHandle);
+PLAYERSDK_API int NetPlay_GetFrameRate(long RecvHandle, long hHandle);
+PLAYERSDK_API float NetPlay_GetFlux(long RecvHandle, long hHandle);
+PLAYERSDK_API int NetPlay_RefreshSurface(long RecvHandle, long hHandle);
+PLAYERSDK_API int NetPlay_SetTranMode(long RecvHandle, long hHandle, long tranmode);
+PLAYERSDK_API int NetPlay_SetePacketType(long RecvHandle, long hHandle, long packettype);
+PLAYERSDK_API long NetPlay_GetDecoderHandle(long RecvHandle, long hHandle);
+
+/* The hook by which a play's RTSP engine reports; returns 0. */
+PLAYERSDK_API int RTSP_NotifyHandle(struct rtsp_sdp_info* info);
 
 /* ---- Elementary-stream helpers ------------------------------------------------------------
  * FindH264Header: 2 at the first 00 00 00 01 65 (IDR), 3 at the first 00 00 00 01 67 (SPS),

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "PlayerSDK.h"
+#include "base/MutexGuard.h"
 
 namespace {
 constexpr int kDefaultRtspPort = 554;
@@ -162,7 +163,9 @@ CRTSPProtocol::CRTSPProtocol()
       m_offset_live_time(0),
       m_base_rtp_time(0),
       m_base_sys_time(0),
-      m_media_Format(eH264) {}
+      m_media_Format(eH264) {
+    pthread_mutex_init(&m_mutexSend, nullptr);
+}
 
 // The socket is not closed here; the connection owner closes it.
 CRTSPProtocol::~CRTSPProtocol() {
@@ -172,6 +175,7 @@ CRTSPProtocol::~CRTSPProtocol() {
     m_sdp_info.u1audioConfig = nullptr;
     free(m_sdp_info.u1videoConfig);
     m_sdp_info.u1videoConfig = nullptr;
+    pthread_mutex_destroy(&m_mutexSend);
 }
 
 int CRTSPProtocol::GenDescribe(char* buf, int* len) {
@@ -276,23 +280,27 @@ int CRTSPProtocol::GenOk(char* buf, int* len) {
 
 // DESCRIBE writes over what the buffer holds; the other senders clear it first.
 int CRTSPProtocol::SendDescribe() {
+    playersdk::MutexGuard lock(m_mutexSend);
     GenDescribe(m_rtsp_buffer, &m_rtsp_buffer_len);
     return SendComposed(*this, "[SendDescribe] SendDescribe failed:socket=%d \r\n");
 }
 
 int CRTSPProtocol::SendSetup() {
+    playersdk::MutexGuard lock(m_mutexSend);
     ClearSendBuffer(*this);
     GenSetup(m_rtsp_buffer, &m_rtsp_buffer_len);
     return SendComposed(*this, "[SendSetup] SendSetup failed:socket=%d \r\n");
 }
 
 int CRTSPProtocol::SendDoPlay(float scale, float speed, bool range, float start, int curFrame) {
+    playersdk::MutexGuard lock(m_mutexSend);
     ClearSendBuffer(*this);
     GenDoPlay(m_rtsp_buffer, &m_rtsp_buffer_len, scale, speed, range, start, curFrame);
     return SendComposed(*this, "[SendDoPlay] SendDoPlay failed:socket=%d \r\n");
 }
 
 int CRTSPProtocol::SendPause() {
+    playersdk::MutexGuard lock(m_mutexSend);
     ClearSendBuffer(*this);
     GenPause(m_rtsp_buffer, &m_rtsp_buffer_len);
     return SendComposed(*this, "[SendPause] SendPause failed:socket=%d \r\n");
@@ -300,6 +308,7 @@ int CRTSPProtocol::SendPause() {
 
 // Without a connection nothing is composed or sent.
 int CRTSPProtocol::SendTeardown() {
+    playersdk::MutexGuard lock(m_mutexSend);
     ClearSendBuffer(*this);
     if (m_rtsp_socket < 1) {
         return -1;
@@ -309,12 +318,14 @@ int CRTSPProtocol::SendTeardown() {
 }
 
 int CRTSPProtocol::SendOptionsReply() {
+    playersdk::MutexGuard lock(m_mutexSend);
     ClearSendBuffer(*this);
     GenOptionsReply(m_rtsp_buffer, &m_rtsp_buffer_len);
     return SendComposed(*this, "[SendOptionsReply] SendOptionsReply failed:socket=%d \r\n");
 }
 
 int CRTSPProtocol::SendOk() {
+    playersdk::MutexGuard lock(m_mutexSend);
     ClearSendBuffer(*this);
     GenOk(m_rtsp_buffer, &m_rtsp_buffer_len);
     return SendComposed(*this, nullptr);

@@ -2,6 +2,8 @@
 // send buffer and writes it to the RTSP socket, and reads replies and the session description.
 #pragma once
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdint>
 
@@ -100,6 +102,9 @@ public:
     uint32_t m_cseq;  // last CSeq used
     char m_rtsp_buffer[playersdk::kRtspBufferSize];
     int m_rtsp_buffer_len;
+    // The send buffer, the CSeq and the session id: the application's requests and the
+    // receive thread's resends, answers and reply parsing share them.
+    pthread_mutex_t m_mutexSend;
     int m_iLocalUdpPort;  // next local UDP port offered by a UDP SETUP
     double m_offset_live_time;
     double m_base_rtp_time;

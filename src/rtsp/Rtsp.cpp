@@ -15,6 +15,7 @@
 
 #include "base/BoundedCopy.h"
 #include "base/Log.h"
+#include "base/MutexGuard.h"
 #include "base/OsHelpers.h"
 
 namespace {
@@ -202,7 +203,10 @@ int CRtsp::RTSPRequest(rtsp_request_info* req) {
         snprintf(user_id, sizeof(user_id), "?uid=%.*s",
                  static_cast<int>(strnlen(req->User_Id, sizeof(req->User_Id))), req->User_Id);
     }
-    m_iLocalUdpPort = req->Param;
+    {
+        playersdk::MutexGuard lock(m_mutexSend);  // a SETUP of the receive thread reads it
+        m_iLocalUdpPort = req->Param;
+    }
     // The token says that the previous trick request was answered; a requester waits for it
     // one second at most.
     if (IsTrickRequest(req->type) && sem_wait_timeout(&m_semSendReq, 1) == 1) {
@@ -537,6 +541,7 @@ void CRtsp::RecvDescribeReply(DescribeAssembly& describe) {
         // servers this engine talks to answer in one read. Only what fits is copied.
         size_t at = std::min<size_t>(describe.received, kCapacity);
         size_t take = std::min({static_cast<size_t>(got), kCapacity - at, sizeof(m_rtsp_buffer)});
+        playersdk::MutexGuard lock(m_mutexSend);
         memcpy(describe.buf + at, m_rtsp_buffer, take);
         describe.buf[at + take] = '\0';
         describe.received += got;
@@ -607,8 +612,13 @@ int CRtsp::RecSetUpResp() {
     if (ErrorCode != 200) {
         return ErrorCode;
     }
-    if (m_rtsp_state == eWaitIsmaVSetupResponse) {
+    // The session id it takes is read by the application's requests.
+    auto parseReply = [&] {
+        playersdk::MutexGuard lock(m_mutexSend);
         ParseSetupReply(m_rtsp_buf, len);
+    };
+    if (m_rtsp_state == eWaitIsmaVSetupResponse) {
+        parseReply();
         if (m_setupType == BOTHVA) {
             // The audio SETUP goes out directly, so the resend clock keeps the video time.
             if (SendSetup() == 0) {
@@ -619,7 +629,7 @@ int CRtsp::RecSetUpResp() {
             Play();
         }
     } else if (m_rtsp_state == eWaitIsmaASetupResponse) {
-        ParseSetupReply(m_rtsp_buf, len);
+        parseReply();
         Play();
     }
     return 0;

@@ -32,6 +32,15 @@ int main(void) {
         return 5;
     }
     {
+        /* A container with nothing open: its threads start and stop; plays are refused. */
+        long container = NetPlay_Init(NULL, 0);
+        if (Player_GetVersion() != 0x02060001u || container == -1 ||
+            NetPlay_CloseUrl(container, 0) != -1 || NetPlay_GetFlux(container, 1) != -1.0f ||
+            NetPlay_GetRecFileCurTs(container, 1) != ~0ull || NetPlay_Destroy(container) != 0) {
+            return 7;
+        }
+    }
+    {
         tPlayCtrlInfo ctrl;
         tVideoFileInfo info;
         memset(&ctrl, 0, sizeof(ctrl));

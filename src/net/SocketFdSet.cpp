@@ -1,0 +1,117 @@
+#include "net/SocketFdSet.h"
+
+#include "base/MutexGuard.h"
+
+namespace {
+// Socket numbers outside the mask's range are never set or tested: FD_SET past FD_SETSIZE
+// would write beyond the mask.
+bool FitsInMask(int s) {
+    return s >= 0 && s < FD_SETSIZE;
+}
+}  // namespace
+
+CSocketFdSet::CSocketFdSet() : m_maxsocket(0), fd_count(0) {
+    pthread_mutex_init(&m_mutexSock, nullptr);
+    for (auto& slot : fd_array) {
+        slot.store(0, std::memory_order_relaxed);
+    }
+    // The mask is cleared by the owner's FdZero before first use; zeroed here only so that a
+    // copy taken before that is defined.
+    FD_ZERO(&m_fdset);
+}
+
+CSocketFdSet::~CSocketFdSet() {
+    pthread_mutex_destroy(&m_mutexSock);
+}
+
+void CSocketFdSet::FdZero() {
+    playersdk::MutexGuard lock(m_mutexSock);
+    FD_ZERO(&m_fdset);
+    m_maxsocket.store(0, std::memory_order_relaxed);
+    fd_count.store(0, std::memory_order_relaxed);
+    for (auto& slot : fd_array) {
+        slot.store(0, std::memory_order_relaxed);
+    }
+}
+
+void CSocketFdSet::fdset(int s) {
+    // A full set refuses before the lock is taken; nothing at all changes then.
+    if (fd_count.load(std::memory_order_relaxed) > kMaxSockets - 1 || !FitsInMask(s)) {
+        return;
+    }
+    playersdk::MutexGuard lock(m_mutexSock);
+    FD_SET(s, &m_fdset);
+    if (s > m_maxsocket.load(std::memory_order_relaxed)) {
+        m_maxsocket.store(s, std::memory_order_relaxed);
+    }
+    // The first free slot anywhere in the array, not the slot at fd_count: after removals a
+    // socket can land beyond the live part and so drop out of recreate(). Deliberate; there is
+    // no duplicate check either.
+    for (auto& slot : fd_array) {
+        if (slot.load(std::memory_order_relaxed) == 0) {
+            slot.store(s, std::memory_order_relaxed);
+            fd_count.fetch_add(1, std::memory_order_relaxed);
+            return;
+        }
+    }
+}
+
+void CSocketFdSet::fdclear(int s) {
+    playersdk::MutexGuard lock(m_mutexSock);
+    if (FitsInMask(s)) {
+        FD_CLR(s, &m_fdset);
+    }
+    int count = fd_count.load(std::memory_order_relaxed);
+    for (int i = 0; i < count; ++i) {
+        if (fd_array[i].load(std::memory_order_relaxed) != s) {
+            continue;
+        }
+        // Close the gap; the vacated last slot keeps its old value on purpose.
+        for (int j = i; j < count - 1; ++j) {
+            fd_array[j].store(fd_array[j + 1].load(std::memory_order_relaxed),
+                              std::memory_order_relaxed);
+        }
+        fd_count.store(--count, std::memory_order_relaxed);
+        break;
+    }
+    // Looks for a higher live socket than the one removed, so m_maxsocket is in effect never
+    // lowered; a too-high first argument to select() is harmless.
+    if (s == m_maxsocket.load(std::memory_order_relaxed)) {
+        for (int i = 0; i < count; ++i) {
+            int live = fd_array[i].load(std::memory_order_relaxed);
+            if (live > m_maxsocket.load(std::memory_order_relaxed)) {
+                m_maxsocket.store(live, std::memory_order_relaxed);
+            }
+        }
+    }
+}
+
+void CSocketFdSet::recreate() {
+    playersdk::MutexGuard lock(m_mutexSock);
+    FD_ZERO(&m_fdset);
+    int count = fd_count.load(std::memory_order_relaxed);
+    for (int i = 0; i < count; ++i) {
+        int s = fd_array[i].load(std::memory_order_relaxed);
+        if (FitsInMask(s)) {
+            FD_SET(s, &m_fdset);
+        }
+    }
+}
+
+int CSocketFdSet::getfdcount() {
+    playersdk::MutexGuard lock(m_mutexSock);
+    return fd_count.load(std::memory_order_relaxed);
+}
+
+fd_set CSocketFdSet::GetFdSet() {
+    // Copied under the lock: the mask is a plain structure that application threads change.
+    playersdk::MutexGuard lock(m_mutexSock);
+    return m_fdset;
+}
+
+int CSocketFdSet::SocketAt(int index) const {
+    if (index < 0 || index >= kMaxSockets) {
+        return 0;
+    }
+    return fd_array[index].load(std::memory_order_relaxed);
+}
