@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "AvSupport.h"
-#include "FrameInspector.h"
+#include "FrameKind.h"
 #include "FramePacer.h"
 #include "Picture.h"
 #include "PlayerDecoder.h"

@@ -27,7 +27,7 @@ const char* DemoHelpText() {
            "With a URL: plays that stream with the same live display.\n"
            "\n"
            "Options:\n"
-           "  --mpeg4          serve the test pattern as MPEG-4 part 2 instead of H.264\n"
+           "  --mpeg4          serve the test pattern as MPEG-4 Visual instead of H.264\n"
            "  --seconds N      play (and record) N seconds; default 10; with a URL 0 plays\n"
            "                   until Ctrl-C\n"
            "  --record FILE    with a URL: record the stream into FILE\n"

@@ -26,7 +26,7 @@ struct EncodedStream {
 
 // The live source's test pattern for frames 0 to count - 1.
 std::vector<Picture> TestPatterns(int width, int height, int count);
-// H.264 through libx264 (Annex B, parameter sets in front of key frames) or MPEG-4 part 2
+// H.264 through libx264 (Annex B, parameter sets in front of key frames) or MPEG-4 Visual
 // (configuration apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a
 // second at 90 kHz).
 EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop);

@@ -7,29 +7,18 @@
 
 #include "PlayerSDK.h"
 #include "base/Log.h"
+#include "rtspserver/LoopbackSocket.h"
 
 namespace playersdk::test {
 namespace {
-sockaddr_in Loopback(uint16_t port) {
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = htons(port);
-    return addr;
-}
+using rtspserver::LoopbackAddress;
 
 // A socket of `type` bound to 127.0.0.1:port and the port it got; -1 when the bind fails.
 int BoundSocket(int type, uint16_t port, uint16_t* got = nullptr) {
-    int fd = socket(AF_INET, type, 0);
-    sockaddr_in addr = Loopback(port);
-    socklen_t len = sizeof(addr);
-    if (bind(fd, reinterpret_cast<sockaddr*>(&addr), len) != 0) {
-        close(fd);
-        return -1;
-    }
-    getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
+    uint16_t bound = 0;
+    int fd = rtspserver::BindLoopback(type, port, bound);
     if (got != nullptr) {
-        *got = ntohs(addr.sin_port);
+        *got = bound;
     }
     return fd;
 }
@@ -66,7 +55,7 @@ LoopbackSocket::~LoopbackSocket() {
 }
 
 void LoopbackSocket::SendTo(uint16_t to, const std::string& bytes) const {
-    sockaddr_in addr = Loopback(to);
+    sockaddr_in addr = LoopbackAddress(to);
     sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof(addr));
 }
 

@@ -1,5 +1,7 @@
 #include "LoopbackUdp.h"
 
+#include "rtspserver/LoopbackSocket.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -8,29 +10,8 @@
 
 namespace playersdk::test {
 
-namespace {
-sockaddr_in Loopback(uint16_t port) {
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = htons(port);
-    return addr;
-}
-}  // namespace
-
 UdpSocket::UdpSocket(uint16_t port) {
-    m_fd = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in addr = Loopback(port);
-    socklen_t len = sizeof(addr);
-    if (m_fd < 0 || bind(m_fd, reinterpret_cast<sockaddr*>(&addr), len) != 0 ||
-        getsockname(m_fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
-        if (m_fd >= 0) {
-            close(m_fd);
-        }
-        m_fd = -1;
-        return;
-    }
-    m_port = ntohs(addr.sin_port);
+    m_fd = rtspserver::BindLoopback(SOCK_DGRAM, port, m_port);
 }
 
 UdpSocket::~UdpSocket() {
@@ -40,7 +21,7 @@ UdpSocket::~UdpSocket() {
 }
 
 bool UdpSocket::SendTo(uint16_t port, const void* data, size_t len) const {
-    sockaddr_in to = Loopback(port);
+    sockaddr_in to = rtspserver::LoopbackAddress(port);
     return sendto(m_fd, data, len, 0, reinterpret_cast<sockaddr*>(&to), sizeof(to)) ==
            static_cast<ssize_t>(len);
 }

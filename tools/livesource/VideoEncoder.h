@@ -1,5 +1,5 @@
 // One libavcodec encoder for pictures of a fixed size: H.264 through libx264 (one slice a
-// picture, parameter sets kept apart as the stream's configuration) or MPEG-4 part 2 (the
+// picture, parameter sets kept apart as the stream's configuration) or MPEG-4 Visual (the
 // object layer kept apart). No B-frames and no delay: every picture comes out at once.
 #pragma once
 

@@ -1,20 +1,22 @@
 #include "rtpgen/RtpGen.h"
 
 #include "base/ByteCursor.h"
+#include "rtspserver/RtpPacketBuilder.h"
 
 namespace rtpgen {
 namespace {
-constexpr size_t kHeader = 12;
 const Bytes kSps = {0x67, 0x42, 0x00, 0x1F, 0x95, 0xA8, 0x14, 0x01, 0x6E, 0x40};
 const Bytes kPps = {0x68, 0xCE, 0x3C, 0x80};
 }  // namespace
 
 Bytes Packet(const RtpFields& f, const Bytes& payload) {
-    Bytes out(kHeader + payload.size());
-    playersdk::ByteWriter w(out.data(), out.size());
-    w.u8(0x80).u8(static_cast<uint8_t>((f.marker ? 0x80 : 0) | (f.pt & 0x7F))).be16(f.seq);
-    w.be32(f.timestamp).be32(f.ssrc).bytes(payload.data(), payload.size());
-    return out;
+    playersdk::rtspserver::RtpHeaderFields header;
+    header.payloadType = f.pt;
+    header.marker = f.marker;
+    header.sequence = f.seq;
+    header.timestamp = f.timestamp;
+    header.ssrc = f.ssrc;
+    return playersdk::rtspserver::BuildRtpPacket(header, payload);
 }
 
 Bytes StapA(const Bytes& sps, const Bytes& pps) {
@@ -26,19 +28,7 @@ Bytes StapA(const Bytes& sps, const Bytes& pps) {
 }
 
 std::vector<Bytes> FuA(const Bytes& nal, size_t maxPayload) {
-    std::vector<Bytes> fragments;
-    const uint8_t indicator = static_cast<uint8_t>((nal[0] & 0xE0) | 28);
-    const size_t step = maxPayload - 2;
-    for (size_t at = 1; at < nal.size(); at += step) {
-        const size_t n = nal.size() - at < step ? nal.size() - at : step;
-        uint8_t header = nal[0] & 0x1F;
-        header |= at == 1 ? 0x80 : 0;
-        header |= at + n == nal.size() ? 0x40 : 0;
-        Bytes fragment = {indicator, header};
-        fragment.insert(fragment.end(), nal.begin() + at, nal.begin() + at + n);
-        fragments.push_back(std::move(fragment));
-    }
-    return fragments;
+    return playersdk::rtspserver::FragmentH264Nal(nal.data(), nal.size(), maxPayload);
 }
 
 Bytes Nal(uint8_t header, size_t size) {

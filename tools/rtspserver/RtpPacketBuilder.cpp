@@ -70,6 +70,27 @@ Bytes BuildInterleavedFrame(uint8_t channel, const Bytes& payload) {
     return BuildInterleavedFrame(channel, static_cast<uint16_t>(payload.size()), payload);
 }
 
+std::vector<Bytes> FragmentH264Nal(const uint8_t* nal, size_t len, size_t maxPayload) {
+    std::vector<Bytes> pieces;
+    if (len == 0 || maxPayload < 3) {
+        return pieces;
+    }
+    // The NAL header byte is replaced by an indicator (its NRI, type 28) and a fragment
+    // header (start/end bits and the original type) in front of every piece.
+    const uint8_t indicator = static_cast<uint8_t>((nal[0] & 0xE0) | kFuA);
+    const size_t pieceMax = maxPayload - 2;
+    for (size_t pos = 1; pos < len; pos += pieceMax) {
+        const size_t n = std::min(pieceMax, len - pos);
+        const bool first = pos == 1;
+        const bool last = pos + n == len;
+        Bytes piece = {indicator, static_cast<uint8_t>((first ? 0x80 : 0) | (last ? 0x40 : 0) |
+                                                       (nal[0] & 0x1F))};
+        piece.insert(piece.end(), nal + pos, nal + pos + n);
+        pieces.push_back(std::move(piece));
+    }
+    return pieces;
+}
+
 RtpPacketBuilder::RtpPacketBuilder(uint8_t payloadType, uint32_t ssrc, uint16_t firstSequence) {
     m_header.payloadType = payloadType;
     m_header.ssrc = ssrc;
@@ -100,19 +121,10 @@ std::vector<Bytes> RtpPacketBuilder::PacketizeH264Nal(const uint8_t* nal, size_t
         packets.push_back(NextFrom(nal, len, timestamp, endOfAccessUnit));
         return packets;
     }
-    // FU-A: the NAL header byte is replaced by an indicator (its NRI, type 28) and a
-    // fragment header (start/end bits and the original type) in front of every piece.
-    const uint8_t indicator = static_cast<uint8_t>((nal[0] & 0xE0) | kFuA);
-    const size_t pieceMax = maxPayload - 2;
-    Bytes piece;
-    for (size_t pos = 1; pos < len; pos += pieceMax) {
-        const size_t n = std::min(pieceMax, len - pos);
-        const bool first = pos == 1;
-        const bool last = pos + n == len;
-        piece.assign({indicator, static_cast<uint8_t>((first ? 0x80 : 0) | (last ? 0x40 : 0) |
-                                                      (nal[0] & 0x1F))});
-        piece.insert(piece.end(), nal + pos, nal + pos + n);
-        packets.push_back(NextFrom(piece.data(), piece.size(), timestamp, last && endOfAccessUnit));
+    const std::vector<Bytes> pieces = FragmentH264Nal(nal, len, maxPayload);
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        const bool last = i + 1 == pieces.size();
+        packets.push_back(Next(pieces[i], timestamp, last && endOfAccessUnit));
     }
     return packets;
 }

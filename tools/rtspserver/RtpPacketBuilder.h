@@ -43,6 +43,10 @@ Bytes BuildInterleavedFrame(uint8_t channel, const Bytes& payload);
 // The same with a declared length that need not match the payload, for framing-error tests.
 Bytes BuildInterleavedFrame(uint8_t channel, uint16_t declaredLength, const Bytes& payload);
 
+// FU-A payloads (type 28) for one NAL unit (header byte included), each at most maxPayload
+// bytes long with its two FU bytes; empty when the unit is empty or maxPayload below 3.
+std::vector<Bytes> FragmentH264Nal(const uint8_t* nal, size_t len, size_t maxPayload);
+
 // Numbers the packets of one stream: each packet takes the next sequence number.
 class RtpPacketBuilder {
 public:

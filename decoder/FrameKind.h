@@ -17,7 +17,7 @@ enum class FrameKind {
 
 // Annex B H.264: units after 00 00 01 (or 00 00 00 01).
 FrameKind InspectH264Frame(const uint8_t* data, size_t len);
-// MPEG-4 part 2 elementary stream: visual object sequence, object layer, VOPs.
+// MPEG-4 Visual elementary stream: visual object sequence, object layer, VOPs.
 FrameKind InspectMpeg4Frame(const uint8_t* data, size_t len);
 
 }  // namespace playerdecoder

@@ -1,4 +1,4 @@
-#include "FrameInspector.h"
+#include "FrameKind.h"
 
 #include "base/ByteCursor.h"
 
