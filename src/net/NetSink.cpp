@@ -687,6 +687,12 @@ int CNetSink::GetMediaInfo(MediaInfo_rtp* info) {
 int CNetSink::RefreshPlayWnd() {
     return m_pRtpStream ? m_pRtpStream->RefreshPlayWnd() : 0;
 }
+int CNetSink::StartRecord(char* path) {
+    return m_pRtpStream ? m_pRtpStream->StartRecord(path, m_RecordType) : 1;
+}
+int CNetSink::StopRecord() {
+    return m_pRtpStream ? m_pRtpStream->StopRecord() : 1;
+}
 void CNetSink::EnableFrameControl(int on) {
     if (m_pRtpStream != nullptr) {
         m_pRtpStream->EnableFrameControl(on);

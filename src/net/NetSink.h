@@ -78,6 +78,9 @@ public:
     int GetSSRC(unsigned long* ssrc);
     int GetMediaInfo(MediaInfo_rtp* info);
     int RefreshPlayWnd();
+    // Records with m_RecordType; 1 without a stream.
+    int StartRecord(char* path);
+    int StopRecord();
     void EnableFrameControl(int on);
     void GetPacketCount(int* total, int* lost);
     void SetOverLayMode(int on, unsigned int colorKey);

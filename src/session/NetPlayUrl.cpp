@@ -74,6 +74,7 @@ CNetPlayUrl::CNetPlayUrl()
     memset(m_movie_name, 0, sizeof(m_movie_name));
     memset(m_RecordFileName, 0, sizeof(m_RecordFileName));
     memset(&m_RtspRequest, 0, sizeof(m_RtspRequest));
+    pthread_mutex_init(&m_mutexRequest, nullptr);
 }
 
 CNetPlayUrl::~CNetPlayUrl() {
@@ -82,6 +83,7 @@ CNetPlayUrl::~CNetPlayUrl() {
     m_FirstFrameStamp = 0;
     m_TimeStamp = 0;
     ForgetReleasedObjects();
+    pthread_mutex_destroy(&m_mutexRequest);
 }
 
 void CNetPlayUrl::ForgetReleasedObjects() {
@@ -180,11 +182,11 @@ int CNetPlayUrl::RTSPDescribeReq(char* url, short transType) {
     if (transType == TT_TCP && SetUpTcpStream() != 0) {
         return -1;
     }
-    m_RtspRequest.type = RTSP_GETINFO_REQ;
-    // The request's URL field is shorter than the play's; the engine only keeps it.
-    playersdk::copy_bounded(m_RtspRequest.URL, m_ServerURL);
-    m_RtspRequest.SocketMark = m_SocketMark;
-    return m_pRtspCtx->RTSPRequest(&m_RtspRequest);
+    return Request(RTSP_GETINFO_REQ, [this](rtsp_request_info& request) {
+        // The request's URL field is shorter than the play's; the engine only keeps it.
+        playersdk::copy_bounded(request.URL, m_ServerURL);
+        request.SocketMark = m_SocketMark;
+    });
 }
 
 // The sink made by InitUdp learns the server and the display; its stream reports through the
@@ -403,10 +405,7 @@ void CNetPlayUrl::CloseRtpStream() {
 
 int CNetPlayUrl::ReleaseNetPlay() {
     if (m_curPlayState != S_NOPLAY) {
-        m_RtspRequest.type = RTSP_TEARDOWN_REQ;
-        if (m_pRtspCtx != nullptr) {
-            m_pRtspCtx->RTSPRequest(&m_RtspRequest);
-        }
+        RTSPTearDownReq();
         m_curPlayState = S_NOPLAY;
     }
     DestroyEngine();

@@ -4,9 +4,12 @@
 // receive thread; everything else runs on the application's threads.
 #pragma once
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdint>
 
+#include "base/MutexGuard.h"
 #include "base/Types.h"
 #include "rtsp/Rtsp.h"
 
@@ -68,13 +71,49 @@ public:
     // Closes the play's own stream and its decoder, and deletes it.
     void CloseRtpStream();
 
-    // ---- control, position, recording and statistics (NetPlayUrlControl.cpp)
+    // ---- trick play, requests, time and position (NetPlayUrlTrick.cpp)
+    // The verbs of NetPlay_Control; -1 for the seek variants and values outside the table.
     int PlayControl(ePlayOption operate, long para);
-    int GetPlayPos(long* pos);
+    // Factors 1..16; 0 goes back to normal play (and returns -1).
+    int PlayFast(long n);
+    int PlaySlow(long n);
+    int PlayForward(long n);
+    int PlayBack(long n);
+    int PlaySingle();
+    int PlayFrame(long n);
+    int PlayPause();
+    int Play();
+    int SetPlayPos(long pos);  // percent of the item, 0..100
+    int SetPlayTime(long t);   // seconds
+    int SetPlayDirection(int direction);
+
+    // Each fills m_RtspRequest and hands it to the engine: the engine's result, or -1 when the
+    // play has no engine (teardown: 0).
+    int RTSPSetupReq();
+    int RTSPPlayReq();
+    int RTSPPauseReq();
+    int RTSPTearDownReq();
+    int RTSPScaleReq(char* scale, double t);
+    int RTSPSpeedReq(char* speed, double t);
+    int RTSPFrameReq(long n);
+    int RTSPSeekReq(double t, int ratio);
+
+    // Whole seconds since the first frame, from the frame keys of the play's receiver.
     int GetCurTime(double* t);
-    int GrabPicture(char* path);
+    long GetCurPlayTime();
+    int GetPlayPos(long* pos);
+    INT64 GetTotalFileFrames() const { return m_FileRange * static_cast<INT64>(m_VFrameRate); }
+    DWORD GetCurrentTimeStamp() const { return m_TimeStamp; }
+    DWORD GetFirstTimeStamp() const { return m_FirstFrameStamp; }
+    uint32_t GetVTimeScale() const { return m_VTimeScale; }
+
+    // ---- recording, snapshot and statistics (NetPlayUrlServices.cpp)
+    // 1 when every directory of path exists or was made (the last component is the file
+    // name), 0 when one could not be made or the path is too long.
+    int CreateAllDirectory(char* path);
     int StartRecord(char* path);
     int StopRecord();
+    int GrabPicture(char* path);
     float GetFlux();
     int GetFrameRate();
     long GetDecoderHandle();
@@ -86,8 +125,9 @@ public:
     std::atomic<DWORD> m_TimeOutTimer;  // the watchdog's no-traffic start tick, 0 when none
     std::atomic<INT64> m_FileRange;
     BOOL m_bFirstFrame;
-    DWORD m_FirstFrameStamp;
-    uint32_t m_TimeStamp;
+    // The frame keys behind the play's time; any application thread may refresh them.
+    std::atomic<DWORD> m_FirstFrameStamp;
+    std::atomic<uint32_t> m_TimeStamp;
     std::atomic<uint32_t> m_VTimeScale;
     uint32_t m_ATimeScale;
     uint32_t m_VFrameRate;
@@ -97,7 +137,7 @@ public:
     char m_movie_name[512];
     DWORD m_remote_port;
     int m_SocketMark;
-    BOOL m_bRecord;
+    std::atomic<BOOL> m_bRecord;  // start and stop may come from several threads
     char m_RecordFileName[255];
     CNetSink* m_pVideoSink;
     CNetSink* m_pAudioSink;
@@ -128,4 +168,29 @@ private:
     void ReportPlayingOnce();
     // Clears the pointers to owned objects and the request record.
     void ForgetReleasedObjects();
+
+    // Fills m_RtspRequest (type, then 'fill') and hands it to the engine, one request at a
+    // time; -1 without an engine.
+    template <class Fill>
+    int Request(eRtspRequestType type, Fill fill);
+    // The four rate controls: the factor's checks, the request and the state.
+    template <class Send>
+    int RateControl(long n, ePlayState state, Send send);
+    int ReturnToNormalPlay();
+    // GetCurTime's t, its result ignored.
+    double CurrentTime();
+
+    // Guards m_RtspRequest from its filling until the engine has taken it.
+    pthread_mutex_t m_mutexRequest;
 };
+
+template <class Fill>
+int CNetPlayUrl::Request(eRtspRequestType type, Fill fill) {
+    playersdk::MutexGuard lock(m_mutexRequest);
+    if (m_pRtspCtx == nullptr) {
+        return -1;
+    }
+    m_RtspRequest.type = type;
+    fill(m_RtspRequest);
+    return m_pRtspCtx->RTSPRequest(&m_RtspRequest);
+}

@@ -13,14 +13,6 @@ using namespace playersdk::rtspserver;
 namespace {
 using NetPlayTcp = NetPlayFixture;
 
-std::vector<std::string> DecoderFrames() {
-    std::vector<std::string> frames;
-    for (const fakedecoder::Call& call : fakedecoder::Frames()) {
-        frames.emplace_back(call.bytes.begin(), call.bytes.end());
-    }
-    return frames;
-}
-
 long Count(const std::vector<int>& codes, int code) {
     return std::count(codes.begin(), codes.end(), code);
 }

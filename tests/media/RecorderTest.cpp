@@ -8,47 +8,17 @@
 #include "base/ByteCursor.h"
 #include "fileplay/FileFormat.h"
 #include "fileplay/FilePlayer.h"
+#include "support/RecordFileReader.h"
 #include "support/TempDir.h"
 
 namespace {
 using playersdk::test::ReadFileBytes;
+using playersdk::test::ReadRecordFile;
+using playersdk::test::Record;
+using playersdk::test::RecordFile;
 using rtpgen::Bytes;
-using Record = std::tuple<uint32_t, uint32_t, Bytes>;  // payload type, key, frame
 
 constexpr uint32_t kSsrc = 0x11223344;  // every frame's key
-
-// A framed file read back with the file format's own parsers; 'valid' when the header is
-// accepted and the records end exactly at the end of the file.
-struct RecordFile {
-    ZuFileHeader header{};
-    std::vector<Record> records;
-    bool valid = false;
-    std::tuple<int, int, int, int, int> fields() const {
-        return {header.frameRate, header.timeScale, header.reserve1, header.reserve2,
-                header.extlength};
-    }
-};
-
-RecordFile ReadRecordFile(const std::string& path) {
-    const std::string bytes = ReadFileBytes(path);
-    playersdk::ByteReader in(bytes.data(), bytes.size());
-    RecordFile file;
-    const uint8_t* p = nullptr;
-    if (!in.bytes(playersdk::kFileHeaderSize, p) ||
-        !playersdk::ParseFileHeader(p, playersdk::kFileHeaderSize, file.header)) {
-        return file;
-    }
-    ZuFrameData f{};
-    while (in.bytes(playersdk::kFrameRecordHeaderSize, p) &&
-           playersdk::ParseFrameRecordHeader(p, playersdk::kFrameRecordHeaderSize, f)) {
-        if (!in.bytes(f.dataLength, p)) {
-            return file;
-        }
-        file.records.emplace_back(f.mediaType, f.timeStamp, Bytes(p, p + f.dataLength));
-    }
-    file.valid = in.remaining() == 0;
-    return file;
-}
 
 // A frame of one packet (marker set) of the payload type.
 void FeedFrame(CRtpStream& stream, uint16_t seq, uint8_t pt, const Bytes& payload) {

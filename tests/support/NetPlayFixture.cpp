@@ -91,6 +91,14 @@ void SendNal(rtspserver::RtspServerConnection& peer, rtspserver::RtpPacketBuilde
     }
 }
 
+std::vector<std::string> DecoderFrames() {
+    std::vector<std::string> frames;
+    for (const fakedecoder::Call& call : fakedecoder::Frames()) {
+        frames.emplace_back(call.bytes.begin(), call.bytes.end());
+    }
+    return frames;
+}
+
 bool WaitUntil(const std::function<bool()>& condition, Wait wait) {
     const auto deadline = std::chrono::steady_clock::now() + wait;
     while (!condition()) {

@@ -96,6 +96,8 @@ std::string AnnexB(const rtspserver::Bytes& nal);
 // One NAL unit as one access unit on interleaved channel 0 (FU-A fragments when large).
 void SendNal(rtspserver::RtspServerConnection& peer, rtspserver::RtpPacketBuilder& rtp,
              const rtspserver::Bytes& nal, uint32_t timestamp);
+// The frames the fake decoder was given, in order.
+std::vector<std::string> DecoderFrames();
 // Polls until 'condition' holds (true) or the wait is over (false).
 bool WaitUntil(const std::function<bool()>& condition, Wait wait = kCallbackWait);
 // Moves the library's clock forward, then gives its threads a moment (a short real pause).
