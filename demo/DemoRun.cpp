@@ -384,7 +384,8 @@ int CDemoRun::PlayRecording(const std::string& path, long window) {
         finished = state.over.wait_for(lock, kTick, [&] { return state.finished; });
         lock.unlock();
         m_line.Update(Format("file  %-10s %3ld / %ld s", finished ? "OVER" : "PLAYING",
-                             FilePlay_GetCurTime(handle), total));
+                             FilePlay_GetCurTime(handle), total),
+                      finished);
     }
     m_line.End();
     const double took = SecondsSince(start);
