@@ -2,6 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <condition_variable>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -10,21 +13,30 @@
 
 #include "DemoWindow.h"
 #include "livesource/LiveSource.h"
+#include "livesource/PictureCheck.h"
+#include "livesource/TestPattern.h"
 
 namespace {
 using Clock = std::chrono::steady_clock;
 using playersdk::livesource::CLiveSource;
 using playersdk::livesource::LiveSourceOptions;
+using playersdk::livesource::Picture;
+using playersdk::livesource::ReadBmp;
+using playersdk::livesource::ReadFrameNumber;
 using playersdk::livesource::VideoCodec;
 
 constexpr auto kTick = std::chrono::milliseconds(50);
 
 std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string Format(const char* format, ...) {
-    char text[512];
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof(text), format, args);
+    va_list again;
+    va_copy(again, args);
+    const int length = vsnprintf(nullptr, 0, format, args);
+    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+    vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
     va_end(args);
     return text;
 }
@@ -63,22 +75,22 @@ long FileSize(const std::string& path) {
     return stat(path.c_str(), &info) == 0 ? static_cast<long>(info.st_size) : -1;
 }
 
-// "320x240 BMP" for a 24-bit BMP file, "JPEG" for a JPEG one, empty for anything else.
-std::string PictureKind(const std::string& path) {
+// "320x240 BMP" for a 24-bit BMP file, "JPEG" for a JPEG one, empty for anything else; for
+// the demo's own pattern also the frame the picture shows.
+std::string PictureKind(const std::string& path, bool pattern) {
     std::ifstream in(path, std::ios::binary);
-    unsigned char head[30] = {};
-    in.read(reinterpret_cast<char*>(head), sizeof(head));
-    if (in.gcount() >= 2 && head[0] == 0xFF && head[1] == 0xD8) {
+    char head[2] = {};
+    in.read(head, sizeof(head));
+    if (in.gcount() == 2 && head[0] == '\xFF' && head[1] == '\xD8') {
         return "JPEG";
     }
-    if (in.gcount() < static_cast<long>(sizeof(head)) || head[0] != 'B' || head[1] != 'M') {
+    const Picture picture = ReadBmp(path);
+    if (picture.empty()) {
         return "";
     }
-    auto le32 = [&](int at) {
-        return static_cast<long>(head[at] | head[at + 1] << 8 | head[at + 2] << 16 |
-                                 static_cast<unsigned>(head[at + 3]) << 24);
-    };
-    return Format("%ldx%ld BMP", le32(18), le32(22));
+    const int frame = pattern ? ReadFrameNumber(picture) : -1;
+    return Format("%dx%d BMP", picture.width, picture.height) +
+           (frame >= 0 ? Format(", frame %d of the pattern", frame) : "");
 }
 
 bool MakeDirectories(const std::string& path) {
@@ -352,14 +364,14 @@ int CDemoRun::ShowLive(CDemoPlayer& player, const std::string& label, int playSe
 
 int CDemoRun::Grab(CDemoPlayer& player, const std::string& path) {
     const int result = player.GrabPicture(path);
-    const std::string kind = PictureKind(path);
+    const std::string kind = PictureKind(path, m_options.url.empty());
     if (result != 0 || kind.empty()) {
         m_line.Print(
             Format("Grabbing a picture into %s failed (NetPlay_GrabPic %d)", path.c_str(), result));
         return kExitFileFailed;
     }
     Note("snapshot", path);
-    m_summary.push_back("snapshot    " + kind + " " + path);
+    m_summary.push_back("snapshot    " + path + " (" + kind + ")");
     return kExitOk;
 }
 
@@ -374,7 +386,7 @@ int CDemoRun::PlayRecording(const std::string& path, long window) {
     tVideoFileInfo info{};
     FilePlay_GetInfo(handle, &info);
     const long total = FilePlay_GetTotalTime(handle);
-    m_line.Print(Format("Playing back %s: %u frames (%u key frames), %ld s", path.c_str(),
+    m_line.Print(Format("Playing back %s: %u frames (%u of them key frames), %ld s", path.c_str(),
                         info.totalFrameNum, info.keyFrameNum, total));
     const auto start = Clock::now();
     const auto deadline = start + std::chrono::seconds(total + m_options.timeout);
@@ -399,7 +411,7 @@ int CDemoRun::PlayRecording(const std::string& path, long window) {
         Note("last picture of the play-back", picture);
     }
     FilePlay_Stop(handle);
-    m_summary.push_back(Format("file play   %u frames (%u key frames, %ld s) in %.1f s, %s",
+    m_summary.push_back(Format("file play   %u frames (%u of them key frames, %ld s) in %.1f s, %s",
                                info.totalFrameNum, info.keyFrameNum, total, took,
                                FileEventName(event)));
     if (interrupted()) {
