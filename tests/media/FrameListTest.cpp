@@ -9,36 +9,28 @@
 namespace {
 constexpr DWORD kKey = 0x11223344;
 
-PacketList* Packet(uint16_t seq, bool marker, const std::string& payload, DWORD key = kKey) {
+struct Pkt {
+    uint16_t seq;
+    bool marker;
+    std::string payload;
+};
+
+PacketList* Packet(const Pkt& p, DWORD key = kKey) {
     PacketList* packet = new PacketList{};
     packet->head.VERSION = 2;
     packet->head.pt = 96;
-    packet->head.seq = seq;
-    packet->head.m = marker ? 1 : 0;
+    packet->head.seq = p.seq;
+    packet->head.m = p.marker ? 1 : 0;
     packet->head.ts = key;
-    packet->pMediaBuf = reinterpret_cast<unsigned char*>(const_cast<char*>(payload.data()));
-    packet->length = payload.size();
+    packet->pMediaBuf = reinterpret_cast<unsigned char*>(const_cast<char*>(p.payload.data()));
+    packet->length = p.payload.size();
     return packet;
-}
-
-std::string Joined(const CFrameList& frame) {
-    return std::string(static_cast<const char*>(frame.m_FrameBuf.GetCurBuf()),
-                       frame.m_FrameBuf.GetNextPos());
-}
-
-std::vector<int> ListOrder(const CFrameList& frame) {
-    std::vector<int> order;
-    for (PacketList* p = frame.m_ptListHead; p != nullptr; p = p->pNext) {
-        order.push_back(p->head.seq);
-    }
-    return order;
 }
 
 // The judgement (1-based) at which the frame stops waiting, and its state then.
 std::pair<int, int> JudgeUntilDecided(CFrameList& frame) {
     for (int n = 1; n < 1000; ++n) {
-        const int state = frame.JudgePacketListState();
-        if (state != FRAME_WAITING) {
+        if (const int state = frame.JudgePacketListState(); state != FRAME_WAITING) {
             return {n, state};
         }
     }
@@ -46,74 +38,45 @@ std::pair<int, int> JudgeUntilDecided(CFrameList& frame) {
 }
 }  // namespace
 
-TEST(FrameReassembly, InOrderOrLateMiddlePacketsAreJoinedOnceTheRunIsWhole) {
-    CFrameList frame;
-    EXPECT_EQ(frame.InsertPacket(Packet(10, false, "aa")), 1);
-    EXPECT_EQ(frame.InsertPacket(Packet(11, false, "bbb")), 1);
-    EXPECT_EQ(frame.JudgePacketListState(), FRAME_WAITING);
-    EXPECT_EQ(frame.InsertPacket(Packet(13, true, "d")), 1);
-    EXPECT_EQ(frame.JudgePacketListState(), FRAME_WAITING);    // span 3, three packets
-    EXPECT_EQ(frame.InsertPacket(Packet(12, false, "c")), 1);  // lands after 11
-    EXPECT_EQ(frame.JudgePacketListState(), FRAME_COMPLETE);
-    EXPECT_EQ(Joined(frame), "aabbbcd");
-    EXPECT_EQ(frame.m_uPtTotalLen, 7u);
-    EXPECT_EQ(std::make_pair(frame.m_FirstSeq, frame.m_LastSeq), std::make_pair(10u, 13u));
-}
-
-TEST(FrameReassembly, PacketBetweenFirstAndSecondLandsInFrontAndTheFrameIsGivenUp) {
-    CFrameList frame;
-    frame.InsertPacket(Packet(10, false, "x"));
-    frame.InsertPacket(Packet(12, true, "z"));
-    frame.InsertPacket(Packet(11, false, "y"));
-    EXPECT_EQ(ListOrder(frame), (std::vector<int>{11, 10, 12}));
-    EXPECT_EQ(frame.m_FirstSeq, 11u);
-    // Span 1 against three packets: given up at the 22nd judgement after the last insertion.
-    EXPECT_EQ(JudgeUntilDecided(frame), std::make_pair(22, int{FRAME_GIVEN_UP}));
-}
-
-TEST(FrameReassembly, GapsWaitTwentyTwoJudgementsAndMissingMarkersTwoHundredAndTwo) {
+TEST(FrameReassembly, PacketRunsAreJoinedOrGivenUpAtTheirJudgement) {
+    struct Case {
+        const char* what;
+        std::vector<Pkt> packets;
+        int decidedAt;  // 1: complete at once, with `joined`
+        std::string joined;
+    };
+    const Case cases[] = {
+        {"late middle", {{10, 0, "aa"}, {11, 0, "bbb"}, {13, 1, "d"}, {12, 0, "c"}}, 1, "aabbbcd"},
+        {"span matches, list order", {{5, 0, "5"}, {9, 1, "9"}, {7, 0, "7"}}, 1, "759"},
+        {"duplicates", {{10, 0, "a"}, {11, 1, "b"}, {11, 1, "B"}, {10, 0, "A"}}, 1, "ab"},
+        {"lost", {{10, 0, "a"}, {11, 0, "b"}, {13, 1, "d"}}, 22, ""},
+        {"lands in front", {{10, 0, "x"}, {12, 1, "z"}, {11, 0, "y"}}, 22, ""},
+        {"across the wrap", {{65534, 0, "a"}, {65535, 0, "b"}, {0, 1, "c"}}, 22, ""},
+        {"no marker", {{1, 0, "a"}, {2, 0, "b"}}, 202, ""},
+    };
+    for (const Case& c : cases) {
+        CFrameList frame;
+        for (const Pkt& p : c.packets) {
+            EXPECT_EQ(frame.InsertPacket(Packet(p)), 1) << c.what;
+        }
+        const int state = c.decidedAt == 1 ? FRAME_COMPLETE : FRAME_GIVEN_UP;
+        EXPECT_EQ(JudgeUntilDecided(frame), std::make_pair(c.decidedAt, state)) << c.what;
+        if (state == FRAME_COMPLETE) {
+            EXPECT_EQ(std::string(static_cast<const char*>(frame.m_FrameBuf.GetCurBuf()),
+                                  frame.m_FrameBuf.GetNextPos()),
+                      c.joined)
+                << c.what;
+        }
+    }
+    // An insertion restarts the count.
     CFrameList gap;
-    gap.InsertPacket(Packet(10, false, "x"));
-    gap.InsertPacket(Packet(12, true, "z"));
+    gap.InsertPacket(Packet({10, false, "x"}));
+    gap.InsertPacket(Packet({12, true, "z"}));
     for (int i = 0; i < 15; ++i) {
         ASSERT_EQ(gap.JudgePacketListState(), FRAME_WAITING);
     }
-    gap.InsertPacket(Packet(9, false, "w"));  // an insertion restarts the count
+    gap.InsertPacket(Packet({9, false, "w"}));
     EXPECT_EQ(JudgeUntilDecided(gap), std::make_pair(22, int{FRAME_GIVEN_UP}));
-    CFrameList markerless;
-    markerless.InsertPacket(Packet(1, false, "a"));
-    markerless.InsertPacket(Packet(2, false, "b"));
-    EXPECT_EQ(JudgeUntilDecided(markerless), std::make_pair(202, int{FRAME_GIVEN_UP}));
-}
-
-TEST(FrameReassembly, MatchingSpanJoinsAReorderedListInItsListOrder) {
-    CFrameList frame;
-    frame.InsertPacket(Packet(5, false, "5"));
-    frame.InsertPacket(Packet(9, true, "9"));
-    frame.InsertPacket(Packet(7, false, "7"));
-    EXPECT_EQ(frame.m_FirstSeq, 7u);
-    EXPECT_EQ(frame.JudgePacketListState(), FRAME_COMPLETE);
-    EXPECT_EQ(Joined(frame), "759");
-}
-
-TEST(FrameReassembly, DuplicateIsFreedAndNotCounted) {
-    CFrameList frame;
-    frame.InsertPacket(Packet(10, false, "a"));
-    frame.InsertPacket(Packet(11, true, "b"));
-    EXPECT_EQ(frame.InsertPacket(Packet(11, true, "B")), 1);
-    EXPECT_EQ(frame.InsertPacket(Packet(10, false, "A")), 1);
-    EXPECT_EQ(frame.m_uPtCount, 2u);
-    EXPECT_EQ(frame.JudgePacketListState(), FRAME_COMPLETE);
-    EXPECT_EQ(Joined(frame), "ab");
-}
-
-TEST(FrameReassembly, RunAcrossTheSequenceWrapNeverCompletes) {
-    CFrameList frame;
-    frame.InsertPacket(Packet(65534, false, "a"));
-    frame.InsertPacket(Packet(65535, false, "b"));
-    frame.InsertPacket(Packet(0, true, "c"));
-    EXPECT_EQ(ListOrder(frame), (std::vector<int>{0, 65534, 65535}));
-    EXPECT_EQ(JudgeUntilDecided(frame), std::make_pair(22, int{FRAME_GIVEN_UP}));
 }
 
 TEST(KeyOrder, ValuesJustAfterTheWrapRankLaterThanValuesJustBeforeIt) {
@@ -128,10 +91,10 @@ TEST(KeyOrder, ValuesJustAfterTheWrapRankLaterThanValuesJustBeforeIt) {
 
 TEST(FrameNode, FramesAreKeptInKeyOrderAndAPacketOlderThanAllIsRefused) {
     CRtpStream stream;
-    std::string payload = "p";
+    const Pkt p{1, false, "p"};  // outlives the packets that point at its payload
     std::vector<PacketList*> packets;
     for (DWORD key : {100ul, 300ul, 200ul, 250ul}) {
-        packets.push_back(Packet(1, false, payload, key));
+        packets.push_back(Packet(p, key));
         ASSERT_NE(stream.GetFrameNode(packets.back()), nullptr);
     }
     std::vector<DWORD> keys;
@@ -140,15 +103,12 @@ TEST(FrameNode, FramesAreKeptInKeyOrderAndAPacketOlderThanAllIsRefused) {
     }
     EXPECT_EQ(keys, (std::vector<DWORD>{100, 200, 250, 300}));
     EXPECT_EQ(stream.m_pFrameList->pPre->ts, 300u);
+    packets.push_back(Packet(p, 200));
+    EXPECT_EQ(stream.GetFrameNode(packets.back()), stream.m_pFrameList->pNext);
+    packets.push_back(Packet(p, 50));
+    EXPECT_EQ(stream.GetFrameNode(packets.back()), nullptr);
     EXPECT_EQ(stream.m_iFrameCount, 4);
-    PacketList* same = Packet(2, false, payload, 200);
-    EXPECT_EQ(stream.GetFrameNode(same), stream.m_pFrameList->pNext);
-    PacketList* old = Packet(3, false, payload, 50);
-    EXPECT_EQ(stream.GetFrameNode(old), nullptr);
-    EXPECT_EQ(stream.m_iFrameCount, 4);
-    packets.push_back(same);
-    packets.push_back(old);
-    for (PacketList* p : packets) {
-        FreePacket(p);
+    for (PacketList* packet : packets) {
+        FreePacket(packet);
     }
 }

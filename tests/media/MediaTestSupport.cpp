@@ -41,3 +41,19 @@ rtpgen::Bytes Cat(std::initializer_list<rtpgen::Bytes> parts) {
     }
     return all;
 }
+
+rtpgen::Bytes Hex(const char* digits) {
+    rtpgen::Bytes out;
+    std::string pair;
+    for (const char* p = digits; *p != '\0'; ++p) {
+        if (*p != ' ' && (pair += *p).size() == 2) {
+            out.push_back(static_cast<uint8_t>(std::stoi(pair, nullptr, 16)));
+            pair.clear();
+        }
+    }
+    return out;
+}
+
+rtpgen::Bytes Text(const std::string& text) {
+    return rtpgen::Bytes(text.begin(), text.end());
+}

@@ -1,9 +1,10 @@
-// What the media tests share: a stream fed with built datagrams, the fake decoder reset, and
-// the application's process-wide callbacks captured.
+// A stream fed with built datagrams, the fake decoder reset and the application's callbacks
+// captured.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "PlayerSDK.h"
@@ -18,7 +19,6 @@ struct CapturedCall {
     long reserved;
 };
 
-// Filled by the callbacks that MediaTest installs.
 extern std::vector<CapturedCall> g_capturedFrames;
 extern std::vector<CapturedCall> g_capturedSends;
 
@@ -27,15 +27,16 @@ protected:
     void SetUp() override;
     void TearDown() override;
     // The stream may rewrite the datagram, so it gets a copy.
-    void Feed(rtpgen::Bytes datagram) {
-        stream.InputData(datagram.data(), static_cast<int>(datagram.size()));
-    }
-    void Feed(CRtpStream& other, rtpgen::Bytes datagram) {
-        other.InputData(datagram.data(), static_cast<int>(datagram.size()));
+    void Feed(rtpgen::Bytes datagram, CRtpStream* to = nullptr) {
+        (to != nullptr ? *to : stream)
+            .InputData(datagram.data(), static_cast<int>(datagram.size()));
     }
 
     CRtpStream stream;
 };
 
 rtpgen::Bytes Cat(std::initializer_list<rtpgen::Bytes> parts);
+// "81C9 0007" -> {0x81, 0xC9, 0x00, 0x07}; spaces are skipped.
+rtpgen::Bytes Hex(const char* digits);
+rtpgen::Bytes Text(const std::string& text);
 extern const rtpgen::Bytes kStartCode;

@@ -1,5 +1,4 @@
-// Arbitrary datagrams, shaped just enough to reach every parser: run under the sanitizers, any
-// read or write past a buffer fails the test.
+// Arbitrary datagrams shaped just enough to reach every parser; run under the sanitizers.
 #include <cstring>
 #include <random>
 
@@ -17,9 +16,8 @@ int TouchEveryByte(long, char* buf, int length, long) {
     return 0;
 }
 
-// Runs of packets with one key and rising sequence numbers, a marker usually on the last, so
-// that frames complete, wait or are given up; every header field and payload byte that a
-// parser looks at is otherwise random.
+// Runs of packets with one key and rising sequence numbers so that frames complete, wait or are
+// given up; every other field a parser looks at is random.
 class Shaper {
 public:
     explicit Shaper(uint32_t seed) : m_rng(seed) {}
@@ -99,14 +97,13 @@ TEST_F(MediaTest, DatagramsOfEveryLengthAndShapeStayInsideTheirBuffers) {
     Bytes pool(65536 + 64);
     shaper.RandomBytes(pool, 0, pool.size());
     int counted = 0;
-    // Every length a datagram can have, each in a block of exactly that size.
+    // Every length a datagram can have, each in a block of exactly that size, then short ones.
     for (int len = 0; len <= 65535; ++len) {
         Bytes datagram(pool.begin() + (len % 61), pool.begin() + (len % 61) + len);
         shaper.Shape(datagram, false);
         stream.InputData(datagram.empty() ? nullptr : datagram.data(), len);
         counted += len > 12;
     }
-    // Short datagrams, where the header and payload fields run into the end of the packet.
     for (int i = 0; i < 100000; ++i) {
         Bytes datagram(i % 97);
         shaper.RandomBytes(datagram, 0, datagram.size());

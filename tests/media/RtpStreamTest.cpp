@@ -1,26 +1,21 @@
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <tuple>
 
 #include "MediaTestSupport.h"
 #include "api/PlayContainer.h"
-#include "media/RtpStream.h"
 
 namespace {
 using fakedecoder::Call;
 using rtpgen::Bytes;
 using rtpgen::Packet;
-using rtpgen::RtpFields;
 
-constexpr uint32_t kSsrc = 0x11223344;
+constexpr uint32_t kSsrc = 0x11223344;  // rtpgen's default source, the frame key
 
-RtpFields Fields(uint16_t seq, bool marker, uint8_t pt = 96) {
-    RtpFields f;
-    f.seq = seq;
-    f.marker = marker;
-    f.pt = pt;
-    f.ssrc = kSsrc;
-    return f;
+rtpgen::RtpFields Fields(uint16_t seq, bool marker, uint8_t pt = 96) {
+    return {seq, marker, pt, 0, kSsrc};
 }
 
 void Draw(__DC*, long) {}
@@ -41,14 +36,6 @@ std::vector<long long> g_picture;
 int RecordPicture(long handle, char* buf, int a, int b, int c, long user) {
     g_picture = {handle, buf[0], a, b, c, user};
     return 0;
-}
-
-std::vector<std::string> Names(const std::vector<Call>& calls) {
-    std::vector<std::string> names;
-    for (const Call& call : calls) {
-        names.push_back(call.name);
-    }
-    return names;
 }
 
 DeviceDecInfo Description(unsigned int pt, const char* fmtp, unsigned int timescale = 90000) {
@@ -81,39 +68,38 @@ TEST_F(MediaTest, WholeAccessUnitReachesTheDecoderAsStartCodedNalUnits) {
     EXPECT_TRUE(fakedecoder::Calls().empty());
     Feed(Packet(Fields(103, true), fragments[2]));
 
-    const std::vector<Call> calls = fakedecoder::Calls();
-    EXPECT_EQ(Names(calls), (std::vector<std::string>{"Create", "SetDrawCb", "SetPlayWnd",
-                                                      "SetTimeScale", "EnableFrameControl",
-                                                      "SetPictureCallback", "InputVideoData"}));
-    const long handle = calls[0].handle;
-    EXPECT_EQ(stream.m_DecHandle, handle);
-    EXPECT_EQ(calls[0].args, (std::vector<long long>{VT_H264, 42, 0, 0, 0, 0}));
-    EXPECT_EQ(calls[1].drawCb, &Draw);
-    EXPECT_EQ(calls[1].args, (std::vector<long long>{5}));
-    EXPECT_EQ(calls[2].args, (std::vector<long long>{77, 1}));
-    EXPECT_EQ(calls[3].args, (std::vector<long long>{90000}));
-    EXPECT_EQ(calls[4].args, (std::vector<long long>{0}));
     const Bytes accessUnit = Cat({kStartCode, sps, kStartCode, pps, kStartCode, idr});
-    EXPECT_EQ(calls[5].args, (std::vector<long long>{reinterpret_cast<long>(&stream)}));
-    EXPECT_EQ(calls[6].handle, handle);
+    const std::vector<Call> calls = fakedecoder::Calls();
+    std::vector<std::pair<std::string, std::vector<long long>>> seen;
+    for (const Call& call : calls) {
+        seen.emplace_back(call.name, call.args);
+    }
+    const long long size = accessUnit.size();
+    EXPECT_EQ(seen, (decltype(seen){{"Create", {VT_H264, 42, 0, 0, 0, 0}},
+                                    {"SetDrawCb", {5}},
+                                    {"SetPlayWnd", {77, 1}},
+                                    {"SetTimeScale", {90000}},
+                                    {"EnableFrameControl", {0}},
+                                    {"SetPictureCallback", {reinterpret_cast<long>(&stream)}},
+                                    {"InputVideoData", {size, kSsrc}}}));
+    ASSERT_EQ(calls.size(), 7u);
+    EXPECT_EQ(calls[1].drawCb, &Draw);
+    EXPECT_EQ(std::make_pair(calls[6].handle, stream.m_DecHandle.load()),
+              std::make_pair(calls[0].handle, calls[0].handle));
     EXPECT_EQ(calls[6].bytes, accessUnit);
-    EXPECT_EQ(calls[6].args,
-              (std::vector<long long>{static_cast<long long>(accessUnit.size()), kSsrc}));
     ASSERT_EQ(g_capturedFrames.size(), 1u);
-    EXPECT_EQ(g_capturedFrames[0].handle, reinterpret_cast<long>(&stream));
-    EXPECT_EQ(g_capturedFrames[0].bytes, accessUnit);
-    EXPECT_EQ(g_capturedFrames[0].userdata, 42);
+    EXPECT_EQ(std::tie(g_capturedFrames[0].handle, g_capturedFrames[0].bytes,
+                       g_capturedFrames[0].userdata),
+              std::make_tuple(reinterpret_cast<long>(&stream), accessUnit, 42l));
 
     // A single NAL unit packet ends its frame without a marker of its own.
     const Bytes slice = rtpgen::Nal(0x41, 300);
     Feed(Packet(Fields(104, false), slice));
     ASSERT_EQ(fakedecoder::Frames().size(), 2u);
     EXPECT_EQ(fakedecoder::Frames()[1].bytes, Cat({kStartCode, slice}));
-    EXPECT_EQ(stream.m_iFrameCount, 0);
-    EXPECT_EQ(stream.m_iTotalFrame, 2);
-    EXPECT_EQ(stream.m_iTotalPacket, 5);
-    EXPECT_EQ(stream.m_MediaType, 96);
-    EXPECT_EQ(stream.m_CurTs, kSsrc);
+    EXPECT_EQ(std::make_tuple(stream.m_iFrameCount, stream.m_iTotalFrame.load(),
+                              stream.m_iTotalPacket.load()),
+              std::make_tuple(0, 2, 5));
 }
 
 TEST_F(MediaTest, DecoderCreationIsReportedThroughThePlayContainerAndAFailureIsRetried) {
@@ -135,7 +121,7 @@ TEST_F(MediaTest, DecoderCreationIsReportedThroughThePlayContainerAndAFailureIsR
     Feed(Packet(Fields(2, true), rtpgen::Nal(0x41, 20)));
     CRtpStream ir;
     ir.SetPlayContainer(&container);
-    Feed(ir, Packet(Fields(1, true, 98), {1, 2, 3}));
+    Feed(Packet(Fields(1, true, 98), {1, 2, 3}), &ir);
     const long address = reinterpret_cast<long>(&container);
     ASSERT_EQ(g_acks.size(), 2u);
     EXPECT_EQ(std::make_tuple(g_acks[0].container, g_acks[0].play, g_acks[0].code, g_acks[0].user),
@@ -151,16 +137,14 @@ TEST_F(MediaTest, Mpeg4ConfigurationIsConvertedAndFedBeforeTheFirstFrame) {
     EXPECT_EQ(stream.m_DeviceDecinfo.config_len, 4);
     EXPECT_EQ(Config(stream, 5), (Bytes{0, 0, 1, 0xB0, 0}));
     EXPECT_EQ(stream.m_iTimeScale, 90000);  // not taken for MPEG-4
-
     const Bytes vop = {0, 0, 1, 0xB6, 0x10, 0x22, 0x33};
     Feed(Packet(Fields(7, true, 97), vop));
     const std::vector<Call> frames = fakedecoder::Frames();
     ASSERT_EQ(frames.size(), 2u);
     EXPECT_EQ(fakedecoder::CallsNamed("Create")[0].args[0], VT_MPEG4);
-    EXPECT_EQ(frames[0].bytes, (Bytes{0, 0, 1, 0xB0}));
-    EXPECT_EQ(frames[0].args[1], 0);
-    EXPECT_EQ(frames[1].bytes, vop);
-    EXPECT_EQ(frames[1].args[1], kSsrc);
+    EXPECT_EQ(std::make_pair(frames[0].bytes, frames[0].args[1]),
+              std::make_pair(Bytes{0, 0, 1, 0xB0}, 0ll));
+    EXPECT_EQ(std::make_pair(frames[1].bytes, frames[1].args[1]), std::make_pair(vop, 0ll + kSsrc));
 
     // The hex text runs on into a following parameter; non-hex pairs leave their byte 0.
     CRtpStream other;
@@ -170,32 +154,34 @@ TEST_F(MediaTest, Mpeg4ConfigurationIsConvertedAndFedBeforeTheFirstFrame) {
 }
 
 TEST_F(MediaTest, H264ParameterSetsFromTheSdpAreStoredWithStartCodes) {
-    stream.SetDeviceDecInfo(
-        Description(96, "packetization-mode=1;sprop-parameter-sets=Z0IAH5Wo,aM48gA==", 45000));
-    const Bytes sps = {0x67, 0x42, 0x00, 0x1F, 0x95, 0xA8};
-    const Bytes pps = {0x68, 0xCE, 0x3C, 0x80};
-    EXPECT_EQ(stream.m_iSipLength, 18);
-    EXPECT_EQ(Config(stream, 18), Cat({kStartCode, sps, kStartCode, pps}));
-    EXPECT_EQ(stream.m_iTimeScale, 45000);
-    EXPECT_EQ(stream.m_DeviceDecinfo.picWidth, 640);
-
-    // Without a comma: hexadecimal sets, Base64 ones (the older decoder), or "config=".
-    CRtpStream hex;
-    hex.SetDeviceDecInfo(Description(96, "sprop-parameter-sets=00000001674200;x=2"));
-    EXPECT_EQ(hex.m_iSipLength, 7);
-    EXPECT_EQ(Config(hex, 7), (Bytes{0, 0, 0, 1, 0x67, 0x42, 0}));
-    CRtpStream named;
-    named.SetDeviceDecInfo(Description(96, "profile=1;config=12AB;y"));
-    EXPECT_EQ(named.m_iSipLength, 5);  // "config=12AB" converted name and all
-    EXPECT_EQ(Config(named, 5), (Bytes{0xC0, 0x0F, 0x00, 0x01, 0x2A}));
-
+    struct Case {
+        const char* fmtp;
+        int length;
+        Bytes config;
+    };
+    const Case cases[] = {
+        {"packetization-mode=1;sprop-parameter-sets=Z0IAH5Wo,aM48gA==", 18,
+         Cat({kStartCode,
+              {0x67, 0x42, 0x00, 0x1F, 0x95, 0xA8},
+              kStartCode,
+              {0x68, 0xCE, 0x3C, 0x80}})},
+        // Without a comma: hexadecimal sets, or "config=" converted name and all.
+        {"sprop-parameter-sets=00000001674200;x=2", 7, {0, 0, 0, 1, 0x67, 0x42, 0}},
+        {"profile=1;config=12AB;y", 5, {0xC0, 0x0F, 0x00, 0x01, 0x2A}},
+    };
+    for (const Case& c : cases) {
+        CRtpStream s;
+        s.SetDeviceDecInfo(Description(96, c.fmtp, 45000));
+        EXPECT_EQ(s.m_iSipLength, c.length) << c.fmtp;
+        EXPECT_EQ(Config(s, c.config.size()), c.config) << c.fmtp;
+        EXPECT_EQ(s.m_iTimeScale, 45000);
+    }
     // Parameter sets too long for the work areas are not taken.
     const std::string huge =
         "sprop-parameter-sets=" + std::string(300, 'A') + "," + std::string(150, 'B');
-    CRtpStream big;
-    big.SetDeviceDecInfo(Description(96, huge.c_str()));
-    EXPECT_EQ(big.m_iSipLength, 0);
-    EXPECT_EQ(Config(big, 4), (Bytes{0, 0, 0, 0}));
+    stream.SetDeviceDecInfo(Description(96, huge.c_str()));
+    EXPECT_EQ(stream.m_iSipLength, 0);
+    EXPECT_EQ(Config(stream, 4), (Bytes{0, 0, 0, 0}));
 }
 
 TEST_F(MediaTest, FrameWithoutHandlerReachesTheFrameCallbackUntilItIsGivenUp) {
@@ -207,14 +193,13 @@ TEST_F(MediaTest, FrameWithoutHandlerReachesTheFrameCallbackUntilItIsGivenUp) {
 }
 
 TEST_F(MediaTest, HeaderLengthExtensionAndPaddingDecideWhereThePayloadIs) {
-    Bytes twelve = Packet(Fields(1, true, 0), {});
-    Feed(twelve);
+    Feed(Packet(Fields(1, true, 0), {}));
     EXPECT_EQ(stream.m_iTotalPacket, 0);
     Bytes versionOne = Packet(Fields(2, true, 0), {0x55});
     versionOne[0] = 0x40;
     Feed(versionOne);
-    EXPECT_EQ(stream.m_iTotalPacket, 1);
-    EXPECT_EQ(stream.m_iFrameCount, 0);
+    EXPECT_EQ(std::make_pair(stream.m_iTotalPacket.load(), stream.m_iFrameCount),
+              std::make_pair(1, 0));
 
     // Extension of two words: the payload starts at byte 24. Padding of 3 ends it early.
     Bytes extended =
@@ -245,10 +230,9 @@ TEST_F(MediaTest, LossReportGoesToTheSendCallbackOnceFramesAreBeingFed) {
     Feed(Packet(Fields(3, true), rtpgen::Nal(0x41, 20)));
     Feed(Packet(Fields(4, true), rtpgen::Nal(0x41, 20)));
     ASSERT_EQ(g_capturedSends.size(), 2u);
-    EXPECT_EQ(g_capturedSends[0].handle, 31);
-    EXPECT_TRUE(g_capturedSends[0].bytes.empty());
-    EXPECT_EQ(g_capturedSends[0].userdata, 31);
-    EXPECT_EQ(g_capturedSends[0].reserved, 1);
+    const CapturedCall& send = g_capturedSends[0];
+    EXPECT_EQ(std::make_tuple(send.handle, send.bytes.size(), send.userdata, send.reserved),
+              std::make_tuple(31l, size_t{0}, 31l, 1l));
 }
 
 TEST_F(MediaTest, WindowSnapshotAndSizeCallsFallBackWithoutADecoderAndReachAnOpenOne) {
@@ -260,8 +244,7 @@ TEST_F(MediaTest, WindowSnapshotAndSizeCallsFallBackWithoutADecoderAndReachAnOpe
     EXPECT_EQ(std::make_pair(stream.CapPicture(path), stream.RefreshPlayWnd()),
               std::make_pair(1, 0));
     EXPECT_EQ(stream.GetPicSize(&w, &h), 0);
-    EXPECT_EQ(std::make_pair(w, h), std::make_pair(640, 480));
-    EXPECT_EQ(stream.GetMediaInfo(&info), 0);
+    EXPECT_EQ(std::make_tuple(w, h, stream.GetMediaInfo(&info)), std::make_tuple(640, 480, 0));
     stream.EnableFrameControl(1);
     EXPECT_TRUE(fakedecoder::Calls().empty());
 
@@ -273,24 +256,19 @@ TEST_F(MediaTest, WindowSnapshotAndSizeCallsFallBackWithoutADecoderAndReachAnOpe
     EXPECT_EQ(fakedecoder::CallsNamed("EnableFrameControl")[0].args[0], 1);
     EXPECT_EQ(std::make_pair(stream.CapPicture(path), stream.RefreshPlayWnd()),
               std::make_pair(5, 1));
-    EXPECT_EQ(fakedecoder::CallsNamed("CapPicture")[0].path, path);
     stream.GetPicSize(&w, &h);
-    EXPECT_EQ(std::make_pair(w, h), std::make_pair(352, 288));
-    EXPECT_EQ(stream.GetMediaInfo(&info), 1);
+    EXPECT_EQ(std::make_tuple(w, h, stream.GetMediaInfo(&info)), std::make_tuple(352, 288, 1));
+    EXPECT_EQ(fakedecoder::CallsNamed("CapPicture")[0].path, path);
     EXPECT_EQ(std::make_pair(info.pt, info.v_width), std::make_pair(96, 352));
-    stream.SetPlayHwnd(0x99);
-    EXPECT_EQ(fakedecoder::CallsNamed("SetPlayWnd").back().args, (std::vector<long long>{0x99, 1}));
-    EXPECT_EQ(fakedecoder::CallsNamed("SetDrawCb").size(), 2u);
 
     Feed(Packet(Fields(2, false), rtpgen::FuA(rtpgen::Nal(0x65, 3000), 1400)[0]));
     stream.CloseStream();
     EXPECT_EQ(fakedecoder::CallsNamed("CloseDecode")[0].handle, handle);
-    EXPECT_EQ(std::make_pair(stream.m_DecHandle.load(), stream.m_iFrameCount),
-              std::make_pair(-1l, 0));
-    EXPECT_EQ(stream.m_pFrameList, nullptr);
+    EXPECT_EQ(std::make_tuple(stream.m_DecHandle.load(), stream.m_iFrameCount, stream.m_pFrameList),
+              std::make_tuple(-1l, 0, nullptr));
 }
 
-TEST_F(MediaTest, DecoderOutputIsPackedIntoRtpForTheSendCallback) {
+TEST_F(MediaTest, DecoderOutputIsPackedIntoRtpAndPicturesReachThePictureCallback) {
     stream.m_UserData = 8;
     char data[2500];
     for (int i = 0; i < 2500; ++i) {
@@ -301,34 +279,28 @@ TEST_F(MediaTest, DecoderOutputIsPackedIntoRtpForTheSendCallback) {
     const Bytes& first = g_capturedSends[0].bytes;
     const Bytes& last = g_capturedSends[2].bytes;
     EXPECT_EQ(std::make_pair(first.size(), last.size()), std::make_pair(1036ul, 464ul));
-    // Payload type 8, the marker only on the last piece.
-    EXPECT_EQ(first[1] << 8 | last[1], 0x0888);
+    EXPECT_EQ(first[1] << 8 | last[1], 0x0888);  // payload type 8, the marker on the last
     EXPECT_EQ(((last[2] << 8) | last[3]) - ((first[2] << 8) | first[3]), 2);
     EXPECT_EQ(Bytes(first.begin() + 8, first.begin() + 12),
               Bytes(last.begin() + 8, last.begin() + 12));
     EXPECT_EQ(g_capturedSends[1].bytes[16], static_cast<uint8_t>(1024 + 4));
     EXPECT_EQ(std::make_pair(g_capturedSends[1].handle, g_capturedSends[1].reserved),
               std::make_pair(8l, 0l));
-
     EXPECT_EQ(DecDataCallbackProc(1, reinterpret_cast<long>(&stream), data, 10, 96), 0);
     EXPECT_EQ(g_capturedSends.back().bytes.size(), 22u);
     EXPECT_EQ(g_capturedSends.back().bytes[1], 0x88);
 
     NetPlay_SetGotPictureCallback(RecordPicture);
     char picture[] = "P";
-    EXPECT_EQ(DecGotPictureCallBackProc(1, picture, 320, 240, 3, reinterpret_cast<long>(&stream)),
-              0);
-    EXPECT_EQ(g_picture,
-              (std::vector<long long>{reinterpret_cast<long>(&stream), 'P', 320, 240, 3, 8}));
+    const long self = reinterpret_cast<long>(&stream);
+    EXPECT_EQ(DecGotPictureCallBackProc(1, picture, 320, 240, 3, self), 0);
+    EXPECT_EQ(g_picture, (std::vector<long long>{self, 'P', 320, 240, 3, 8}));
     EXPECT_EQ(DecGotPictureCallBackProc(1, picture, 320, 240, 3, 0), 1);
-
     // The decoder opened for the first frame hands its pictures back through the stream.
     g_picture.clear();
     Feed(Packet(Fields(1, true), rtpgen::Nal(0x65, 50)));
     ASSERT_TRUE(fakedecoder::DeliverPicture(stream.m_DecHandle, picture, 64, 48, 1));
-    EXPECT_EQ(g_picture,
-              (std::vector<long long>{reinterpret_cast<long>(&stream), 'P', 64, 48, 1, 8}));
-    NetPlay_SetGotPictureCallback(nullptr);
+    EXPECT_EQ(g_picture, (std::vector<long long>{self, 'P', 64, 48, 1, 8}));
 }
 
 TEST_F(MediaTest, FrameStuckAcrossTheSequenceWrapIsGivenUpAndTheStreamRecovers) {
@@ -336,11 +308,9 @@ TEST_F(MediaTest, FrameStuckAcrossTheSequenceWrapIsGivenUpAndTheStreamRecovers) 
     shape.gop = 1000;
     shape.keyFrameBytes = 3000;
     shape.deltaFrameBytes = 3000;  // three FU-A fragments per access unit
-    // The first access unit runs 65534, 65535, 0: it can never complete, and every later packet
-    // of the source joins it.
-    const auto packets = rtpgen::H264Stream(shape, 1500, 65534);
+    // The first access unit runs 65534, 65535, 0 and can never complete.
     size_t peakPackets = 0;
-    for (const auto& p : packets) {
+    for (const auto& p : rtpgen::H264Stream(shape, 1500, 65534)) {
         Feed(p.datagram);
         if (stream.m_pFrameList != nullptr) {
             peakPackets = std::max<size_t>(peakPackets, stream.m_pFrameList->m_uPtCount);
@@ -348,8 +318,39 @@ TEST_F(MediaTest, FrameStuckAcrossTheSequenceWrapIsGivenUpAndTheStreamRecovers) 
         ASSERT_LE(stream.m_iFrameCount, 1);
     }
     EXPECT_LE(peakPackets, CFrameList::kMaxPackets + 1);
-    // Once the stuck frame is dropped, the access units that follow are delivered whole.
     const auto frames = fakedecoder::Frames();
     ASSERT_GT(frames.size(), 100u);
     EXPECT_EQ(frames.back().bytes.size(), 4 + 3000u);
+}
+
+// Shared values must be safe to touch from both threads (run under ThreadSanitizer).
+TEST_F(MediaTest, ApplicationCallsRunBesideTheReceiveThread) {
+    fakedecoder::Choices choices;
+    choices.keepFrames = false;
+    fakedecoder::Reset(choices);
+    std::atomic<bool> done{false};
+    int framesCounted = 0;
+    std::thread receiver([&] {
+        for (rtpgen::StreamPacket& p : rtpgen::H264Stream(rtpgen::StreamShape(), 100, 1)) {
+            Feed(p.datagram);
+        }
+        done = true;
+    });
+    char path[] = "/tmp/unused.bmp";
+    MediaInfo_rtp info{};
+    int w = 0;
+    int h = 0;
+    while (!done) {
+        stream.GetMediaInfo(&info);
+        stream.GetPicSize(&w, &h);
+        stream.CapPicture(path);
+        stream.SetPlayHwnd(5);
+        stream.EnableFrameControl(1);
+        framesCounted += stream.CalcFrameRate();
+    }
+    receiver.join();
+    framesCounted += stream.CalcFrameRate();
+    EXPECT_EQ(framesCounted, 100);
+    EXPECT_EQ(fakedecoder::FrameCount(), 100u);
+    EXPECT_EQ(fakedecoder::CallsNamed("Create").size(), 1u);
 }

@@ -1,5 +1,4 @@
-// A sink on its own, without the receive thread: ports, datagram dispatch, TCP framing and the
-// hole datagrams as the server's sockets receive them. Uses the fixed ports 10000 and up.
+// A sink on its own, without the receive thread, on the fixed ports 10000 and up.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -17,7 +16,13 @@ struct TestSink : CNetSink {
     }
     ~TestSink() override { DestorySink(); }
     void ResetTo(uint16_t port) { ResetSink(ip, port); }
-    int Deliver(int s, std::vector<uint8_t> bytes, uint16_t fromPort) {
+    int Rtp(std::vector<uint8_t> bytes, uint16_t fromPort) {
+        return Deliver(GetRtpSocket(), bytes, fromPort);
+    }
+    int Rtcp(std::vector<uint8_t> bytes, uint16_t fromPort) {
+        return Deliver(GetRtcpSocket(), bytes, fromPort);
+    }
+    int Deliver(int s, std::vector<uint8_t>& bytes, uint16_t fromPort) {
         return ReceiveData(s, static_cast<int>(bytes.size()), bytes.data(), From(fromPort));
     }
     int Packets() const { return m_pRtpStream->m_iTotalPacket; }
@@ -35,6 +40,10 @@ protected:
     }
     UdpPortPair server;
 };
+
+std::pair<unsigned, unsigned> Ports(const CNetSink& sink) {
+    return {sink.m_RtpPortInfo.rtpport, sink.m_RtpPortInfo.rtcpport};
+}
 }  // namespace
 
 TEST_F(NetSink, FirstSinkGets10000And10001TheNextThePairAfterAndATakenPortMovesTheSearchOn) {
@@ -42,50 +51,39 @@ TEST_F(NetSink, FirstSinkGets10000And10001TheNextThePairAfterAndATakenPortMovesT
         TestSink first;
         TestSink second;
         EXPECT_EQ(first.created, 0);
-        EXPECT_EQ(first.m_RtpPortInfo.rtpport, 10000u);
-        EXPECT_EQ(first.m_RtpPortInfo.rtcpport, 10001u);
+        EXPECT_EQ(Ports(first), std::make_pair(10000u, 10001u));
         EXPECT_EQ(first.GetLocalPort(), 10000);
-        EXPECT_EQ(second.m_RtpPortInfo.rtpport, 10002u);
-        EXPECT_EQ(second.m_RtpPortInfo.rtcpport, 10003u);
+        EXPECT_EQ(Ports(second), std::make_pair(10002u, 10003u));
     }
-    UdpSocket taken(10000);
-    ASSERT_TRUE(taken.valid());
-    TestSink third;
-    EXPECT_EQ(third.m_RtpPortInfo.rtpport, 10002u);
-    EXPECT_EQ(third.m_RtpPortInfo.rtcpport, 10003u);
-}
-
-TEST_F(NetSink, OtherPacketTypesKeepTheirSocketsWithoutAStreamAndReceiveOnlyHasNoSendSockets) {
+    {
+        UdpSocket taken(10000);
+        ASSERT_TRUE(taken.valid());
+        EXPECT_EQ(Ports(TestSink()), std::make_pair(10002u, 10003u));
+    }
+    // Other packet types keep their sockets without a stream and announce no port.
     TestSink ts(TT_UDP, PT_TS);
-    EXPECT_EQ(ts.created, -1);
-    EXPECT_EQ(ts.m_pRtpStream, nullptr);
+    EXPECT_EQ(std::make_tuple(ts.created, ts.m_pRtpStream, ts.GetLocalPort()),
+              std::make_tuple(-1, nullptr, 0));
     EXPECT_GT(ts.GetRtpSocket(), 0);
-    EXPECT_EQ(ts.GetLocalPort(), 0);  // only RTP packet types announce a port
-
-    ts.m_RtpPortInfo_send = RtpPacketPort{0, 0, 77, 78};
-    EXPECT_EQ(ts.GetRtpSendSocket(), 0);
-    EXPECT_EQ(ts.GetRtcpSendSocket(), 0);
-    ts.m_RtpPortInfo_send = RtpPacketPort{};
 }
 
 TEST_F(NetSink, RtpIsTakenFromAnyPortUntilTheServerPortIsSetThenOnlyFromItAndNotWhilePaused) {
     TestSink sink;
     std::vector<uint8_t> small(100, 0), large(1400, 0);
-    sink.Deliver(sink.GetRtpSocket(), small, 4000);
-    sink.Deliver(sink.GetRtpSocket(), large, 4002);
+    sink.Rtp(small, 4000);
+    sink.Rtp(large, 4002);
     EXPECT_EQ(sink.Packets(), 2);
     sink.CalcFlux();                         // also starts the stream's counts afresh
     EXPECT_FLOAT_EQ(sink.GetFlux(), 10.0f);  // 100 / 128 adds 0, 1400 / 128 adds 10
 
     sink.ResetTo(server.rtp->port());
-    sink.Deliver(sink.GetRtpSocket(), large, 4000);
-    sink.Deliver(sink.GetRtcpSocket(), large, server.rtp->port());  // RTP on the RTCP socket
+    sink.Rtp(large, 4000);
+    sink.Rtcp(large, server.rtp->port());  // RTP on the RTCP socket
     EXPECT_EQ(sink.Packets(), 0);
-    sink.Deliver(sink.GetRtpSocket(), large, server.rtp->port());
+    sink.Rtp(large, server.rtp->port());
     EXPECT_EQ(sink.Packets(), 1);
-
     sink.pause();
-    sink.Deliver(sink.GetRtpSocket(), large, server.rtp->port());
+    sink.Rtp(large, server.rtp->port());
     EXPECT_EQ(sink.Packets(), 1);
     sink.CalcFlux();
     EXPECT_FLOAT_EQ(sink.GetFlux(), 10.0f);
@@ -94,20 +92,18 @@ TEST_F(NetSink, RtpIsTakenFromAnyPortUntilTheServerPortIsSetThenOnlyFromItAndNot
 TEST_F(NetSink, RtcpFromTheServerRtcpPortArmsTheFlagAByeReturns203AndOtherPortsAreIgnored) {
     TestSink sink;
     sink.ResetTo(server.rtp->port());
-    uint16_t serverRtcp = server.rtcp->port();
+    const uint16_t serverRtcp = server.rtcp->port();
     sink.RestReceiveRtcpFlag();
     ASSERT_EQ(sink.GetReceiveRtcpFlag(), 0);
-
-    EXPECT_EQ(sink.Deliver(sink.GetRtcpSocket(), RtcpSenderReport(), serverRtcp + 1), 0);
-    EXPECT_EQ(sink.Deliver(sink.GetRtcpSocket(), RtcpSenderReport(), server.rtp->port()), 0);
-    EXPECT_EQ(sink.Deliver(sink.GetRtcpSocket(), RtcpBye(), serverRtcp), 203);
+    EXPECT_EQ(sink.Rtcp(RtcpSenderReport(), serverRtcp + 1), 0);
+    EXPECT_EQ(sink.Rtcp(RtcpSenderReport(), server.rtp->port()), 0);
+    EXPECT_EQ(sink.Rtcp(RtcpBye(), serverRtcp), 203);
     EXPECT_EQ(sink.GetReceiveRtcpFlag(), 0);  // a BYE is no sign of life
 
-    sink.pause();  // RTCP is still served while paused
-    EXPECT_EQ(sink.Deliver(sink.GetRtcpSocket(), {0x81}, serverRtcp), 0);  // 1 byte: no type
+    sink.pause();                                 // RTCP is still served while paused
+    EXPECT_EQ(sink.Rtcp({0x81}, serverRtcp), 0);  // 1 byte: no type
     EXPECT_EQ(sink.GetReceiveRtcpFlag(), 1);
-    EXPECT_EQ(sink.Deliver(sink.GetRtcpSocket(), RtcpBye(), serverRtcp), 203);
-
+    EXPECT_EQ(sink.Rtcp(RtcpBye(), serverRtcp), 203);
     sink.m_bCheckRtcp = 0;
     sink.RestReceiveRtcpFlag();
     EXPECT_EQ(sink.GetReceiveRtcpFlag(), 1);  // an unchecked sink is always re-armed
@@ -123,7 +119,7 @@ TEST_F(NetSink, TcpFramedMediaNeverReachesTheStreamAndTheSinkKeepsHuntingForTheM
         framed.insert(framed.end(), rtp.begin(), rtp.end());
     }
     // The header test compares a 64-bit word with a 32-bit pattern, so no header passes.
-    sink.Deliver(sink.GetRtpSocket(), framed, 0);
+    sink.Rtp(framed, 0);
     EXPECT_EQ(sink.Packets(), 0);
     EXPECT_TRUE(sink.m_bLostPkt);
     EXPECT_EQ(sink.m_TcpReceivedBytes, 0u);
@@ -141,48 +137,40 @@ TEST_F(NetSink, TcpFramedMediaNeverReachesTheStreamAndTheSinkKeepsHuntingForTheM
     EXPECT_EQ(sink.m_TcpReceivedBytes, 0u);
 }
 
-TEST_F(NetSink, ReceiveOnlySinkSendsMessageThenProbeFromEachSocketAtResetAndAtEveryCall) {
-    TestSink sink;
-    sink.ResetTo(server.rtp->port());
-    for (int call = 0; call < 2; ++call) {
-        auto rtp = ReceivedBeforeMarker(*server.rtp);
-        auto rtcp = ReceivedBeforeMarker(*server.rtcp);
-        ASSERT_EQ(rtp.size(), 2u);
-        ASSERT_EQ(rtcp.size(), 2u);
-        EXPECT_EQ(rtp[0].bytes, HoleMessage(10000));
-        EXPECT_EQ(rtp[1].bytes, kProbe);
-        EXPECT_EQ(rtcp[0].bytes, HoleMessage(10001));
-        EXPECT_EQ(rtcp[1].bytes, kProbe);
-        EXPECT_EQ(rtp[0].fromPort + rtp[1].fromPort, 2 * 10000);
-        EXPECT_EQ(rtcp[0].fromPort + rtcp[1].fromPort, 2 * 10001);
+// Sent once at the reset and once by the call, from the sink's own ports.
+TEST_F(NetSink, HoleDatagramsAtResetAndAtEveryCallPerPacketTypeAndSinkMode) {
+    std::vector<uint8_t> shortMessage = Bytes("SSRC-PORT");
+    shortMessage.insert(shortMessage.end(), {1, 2, 3, 4, 0, 0, 0x27, 0x10});
+    using List = std::vector<std::vector<uint8_t>>;
+    struct Case {
+        ePacketType packet;
+        int mode;
+        List rtp;  // per sending
+        List rtcp;
+    };
+    const Case cases[] = {
+        {PT_RTP, 0, {HoleMessage(10000), kProbe}, {HoleMessage(10001), kProbe}},
+        {PT_RTP_VERSION2, 0, {kProbe}, {HoleMessage(10001), kProbe}},
+        {PT_RTP, 2, {shortMessage}, {}},
+    };
+    for (const Case& c : cases) {
+        TestSink sink(TT_UDP, c.packet);
+        if (c.mode != 0) {
+            sink.SetSinkMode(c.mode);
+            sink.m_urlssrc = 0x01020304;
+        }
+        sink.ResetTo(server.rtp->port());
         sink.SendNetHole();
+        for (auto [socket, want, from] : {std::make_tuple(server.rtp.get(), &c.rtp, 10000),
+                                          std::make_tuple(server.rtcp.get(), &c.rtcp, 10001)}) {
+            List got;
+            for (const Datagram& d : ReceivedBeforeMarker(*socket)) {
+                got.push_back(d.bytes);
+                EXPECT_EQ(d.fromPort, from);
+            }
+            List twice = *want;
+            twice.insert(twice.end(), want->begin(), want->end());
+            EXPECT_EQ(got, twice) << c.packet << " mode " << c.mode << " to " << from;
+        }
     }
-}
-
-TEST_F(NetSink, PacketTypeVersion2LeavesOutOnlyTheMessageFromTheRtpSocket) {
-    TestSink sink(TT_UDP, PT_RTP_VERSION2);
-    sink.ResetTo(server.rtp->port());
-    auto rtp = ReceivedBeforeMarker(*server.rtp);
-    auto rtcp = ReceivedBeforeMarker(*server.rtcp);
-    ASSERT_EQ(rtp.size(), 1u);
-    EXPECT_EQ(rtp[0].bytes, kProbe);
-    ASSERT_EQ(rtcp.size(), 2u);
-    EXPECT_EQ(rtcp[0].bytes, HoleMessage(10001));
-    EXPECT_EQ(rtcp[1].bytes, kProbe);
-}
-
-TEST_F(NetSink, SinkMode2SendsOneShortMessageFromTheRtpSocketPerCall) {
-    TestSink sink;
-    sink.SetSinkMode(2);
-    sink.m_urlssrc = 0x01020304;
-    sink.ResetTo(server.rtp->port());
-    sink.SendNetHole();
-    std::vector<uint8_t> expected = Bytes("SSRC-PORT");
-    expected.insert(expected.end(), {1, 2, 3, 4, 0, 0, 0x27, 0x10});
-    auto rtp = ReceivedBeforeMarker(*server.rtp);
-    ASSERT_EQ(rtp.size(), 2u);
-    EXPECT_EQ(rtp[0].bytes, expected);
-    EXPECT_EQ(rtp[1].bytes, expected);
-    EXPECT_EQ(rtp[0].fromPort, 10000);
-    EXPECT_TRUE(ReceivedBeforeMarker(*server.rtcp).empty());
 }

@@ -1,5 +1,4 @@
-// Helpers shared by the sink tests: datagrams as a server sends them, the hole datagrams a
-// sink should send, and bounded waits on real sockets and on the receive thread.
+// Datagrams a server sends, the hole datagrams a sink sends, and bounded waits.
 #pragma once
 
 #include <arpa/inet.h>
@@ -24,8 +23,7 @@ inline std::vector<uint8_t> Bytes(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-// One RTP datagram of payload type 98 (decoded as VT_IR, which takes no configuration first).
-// The stream keys frames by the SSRC field; a marker ends the frame.
+// RTP of payload type 98 (VT_IR: no configuration first), keyed by the SSRC field.
 inline std::vector<uint8_t> Frame(uint16_t seq, uint32_t key, const std::vector<uint8_t>& payload,
                                   bool marker = true) {
     rtpgen::RtpFields fields;
@@ -70,8 +68,7 @@ inline std::vector<uint8_t> HoleMessage(uint16_t localPort) {
 
 inline const std::vector<uint8_t> kProbe = Bytes("123456789");
 
-// Everything the socket received before a marker datagram that the test sends after the
-// action: the sink's sends are queued by then, so what is absent was not sent.
+// Everything the socket received before a marker sent now: what is absent was not sent.
 inline std::vector<Datagram> ReceivedBeforeMarker(const UdpSocket& sock) {
     UdpSocket marker;
     marker.SendTo(sock.port(), Bytes("END"));
