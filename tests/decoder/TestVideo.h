@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "VideoDecoder.h"
+#include "livesource/PictureCheck.h"
 
 namespace decodertest {
 
@@ -23,10 +24,11 @@ struct EncodedStream {
     std::vector<EncodedFrame> frames;
 };
 
-// Eight colour bars and a grey box that moves 8 pixels a frame.
+// The live source's test pattern for frames 0 to count - 1.
 std::vector<Picture> TestPatterns(int width, int height, int count);
-// H.264 through libx264 (Annex B, parameter sets in-band) or MPEG-4 Visual (configuration
-// apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a second at 90 kHz).
+// H.264 through libx264 (Annex B, parameter sets in front of key frames) or MPEG-4 Visual
+// (configuration apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a
+// second at 90 kHz).
 EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop);
 
 // Feeds frames [from, to), the MPEG-4 configuration first when 'from' is 0; returns how many
@@ -42,10 +44,8 @@ struct PictureLog {
 };
 int RecordPicture(long handle, char* buf, int width, int height, int type, long user);
 
-Picture ReadBmp(const std::string& path);
+// The live source's picture readers and comparisons (ReadBmp, Scaled, MeanAbsDifference, ...).
+using namespace playersdk::livesource;
 Picture DecodeJpeg(const std::string& path);
-Picture Scaled(const Picture& picture, int width, int height);
-// Mean absolute difference of the colour bytes; huge when the sizes differ.
-double MeanAbsDifference(const Picture& a, const Picture& b);
 
 }  // namespace decodertest

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "TestVideo.h"
-#include "XvfbServer.h"
+#include "support/XvfbServer.h"
 
 // After gtest: Xlib's macros (None, Bool, Status) would clash with its templates.
 #include <X11/Xlib.h>
@@ -35,28 +35,20 @@ long DecoderDrawingInto(long window, DrawLog& draws, const std::vector<Picture>&
     return handle;
 }
 
-Picture WindowContents(Display* display, Window window, int width, int height) {
-    XImage* image = XGetImage(display, window, 0, 0, width, height, AllPlanes, ZPixmap);
+Picture WindowContents(const playersdk::test::CXvfbServer& server, Window window, int width,
+                       int height) {
     Picture picture;
     picture.width = width;
     picture.height = height;
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            unsigned long pixel = XGetPixel(image, x, y);  // 0x00RRGGBB on a 24-bit screen
-            picture.bgr.insert(picture.bgr.end(),
-                               {static_cast<uint8_t>(pixel), static_cast<uint8_t>(pixel >> 8),
-                                static_cast<uint8_t>(pixel >> 16)});
-        }
-    }
-    XDestroyImage(image);
+    picture.bgr = server.Capture(window, width, height);
     return picture;
 }
 
 TEST(XWindowDisplay, PicturesAreScaledIntoTheWindowAndRefreshDrawsTheLastOneAgain) {
-    if (!CXvfbServer::Installed()) {
+    if (!playersdk::test::CXvfbServer::Installed()) {
         GTEST_SKIP() << "Xvfb is not installed (Debian package xvfb): no X server to draw on";
     }
-    CXvfbServer server;
+    playersdk::test::CXvfbServer server;
     const std::string name = server.Start();
     ASSERT_FALSE(name.empty()) << "Xvfb did not report a display";
     setenv("DISPLAY", name.c_str(), 1);  // each test runs in a process of its own
@@ -78,15 +70,15 @@ TEST(XWindowDisplay, PicturesAreScaledIntoTheWindowAndRefreshDrawsTheLastOneAgai
 
     long handle = DecoderDrawingInto(static_cast<long>(window), draws, source);
 
-    EXPECT_LT(MeanAbsDifference(WindowContents(display, window, width, height), expected), 6.0);
+    EXPECT_LT(MeanAbsDifference(WindowContents(server, window, width, height), expected), 6.0);
     EXPECT_EQ(draws.calls, 12);
     EXPECT_EQ(draws.last.hWnd, static_cast<long>(window));
     EXPECT_NE(draws.last.surface, nullptr);
     XFillRectangle(display, window, DefaultGC(display, 0), 0, 0, width, height);
     XSync(display, False);
-    EXPECT_GT(MeanAbsDifference(WindowContents(display, window, width, height), expected), 50.0);
+    EXPECT_GT(MeanAbsDifference(WindowContents(server, window, width, height), expected), 50.0);
     EXPECT_EQ(Decoder_RefreshSurface(handle), 1);
-    EXPECT_LT(MeanAbsDifference(WindowContents(display, window, width, height), expected), 6.0);
+    EXPECT_LT(MeanAbsDifference(WindowContents(server, window, width, height), expected), 6.0);
     EXPECT_EQ(draws.calls, 13);
     // A window that is gone is an X error on the decoder's connection, not the end of the process.
     XDestroyWindow(display, window);

@@ -47,7 +47,8 @@ ScriptedReply ScriptedReply::CloseConnection() {
     return reply;
 }
 
-std::string BuildH264Sdp(const SdpOptions& options) {
+namespace {
+std::string SessionLines(const SdpOptions& options) {
     std::string sdp =
         "v=0\r\n"
         "o=- 1 1 IN IP4 127.0.0.1\r\n"
@@ -58,12 +59,19 @@ std::string BuildH264Sdp(const SdpOptions& options) {
     if (options.rangeSeconds != 0) {
         sdp += "a=range:npt=0-" + std::to_string(options.rangeSeconds) + kCrlf;
     }
-    sdp +=
-        "m=video 0 RTP/AVP 96\r\n"
-        "a=rtpmap:96 H264/90000\r\n"
-        "a=fmtp:96 packetization-mode=1;profile-level-id=" +
-        options.profileLevelId + ";sprop-parameter-sets=" + options.spropParameterSets + kCrlf +
-        "a=control:trackID=1\r\n";
+    return sdp;
+}
+
+// The video track's control, frame rate and picture size, then the audio track if asked for.
+std::string TrackTail(const SdpOptions& options) {
+    std::string sdp = "a=control:trackID=1\r\n";
+    if (options.frameRate != 0) {
+        sdp += "a=framerate:" + std::to_string(options.frameRate) + kCrlf;
+    }
+    if (options.width != 0) {
+        sdp += "a=cliprect:0,0," + std::to_string(options.width) + "," +
+               std::to_string(options.height) + kCrlf;
+    }
     if (options.audio) {
         sdp +=
             "m=audio 0 RTP/AVP 97\r\n"
@@ -73,6 +81,25 @@ std::string BuildH264Sdp(const SdpOptions& options) {
             "a=control:trackID=2\r\n";
     }
     return sdp;
+}
+}  // namespace
+
+std::string BuildH264Sdp(const SdpOptions& options) {
+    return SessionLines(options) +
+           "m=video 0 RTP/AVP 96\r\n"
+           "a=rtpmap:96 H264/90000\r\n"
+           "a=fmtp:96 packetization-mode=1;profile-level-id=" +
+           options.profileLevelId + ";sprop-parameter-sets=" + options.spropParameterSets + kCrlf +
+           TrackTail(options);
+}
+
+std::string BuildMpeg4Sdp(const std::string& configHex, const SdpOptions& options) {
+    // The configuration goes last: the library reads hexadecimal to the end of the line.
+    return SessionLines(options) +
+           "m=video 0 RTP/AVP 97\r\n"
+           "a=rtpmap:97 MP4V-ES/90000\r\n"
+           "a=fmtp:97 profile-level-id=1;config=" +
+           configHex + kCrlf + TrackTail(options);
 }
 
 const char* ReasonPhrase(int status) {

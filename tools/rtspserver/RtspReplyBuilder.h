@@ -45,9 +45,15 @@ struct SdpOptions {
     std::string spropParameterSets = "Z0LAHtoKD8g=,aM48gA==";  // baseline 320x240
     std::string profileLevelId = "42C01E";
     unsigned rangeSeconds = 0;  // 0: no a=range (a live stream)
+    unsigned frameRate = 0;     // 0: no a=framerate
+    int width = 0;              // 0: no a=cliprect ("0,0,width,height")
+    int height = 0;
 };
 
 std::string BuildH264Sdp(const SdpOptions& options = {});
+// MP4V-ES on payload type 97; configHex is the object layer header in hexadecimal. Of the
+// options, range, frame rate, picture size and audio apply.
+std::string BuildMpeg4Sdp(const std::string& configHex, const SdpOptions& options = {});
 
 // What every connection's replies share; the server fills in its UDP port.
 struct ReplyDefaults {

@@ -41,12 +41,14 @@ std::vector<std::string_view> CutAt(std::string_view bytes, const std::vector<si
 
 RtspServerConnection::RtspServerConnection(int fd, size_t index, std::string sessionId,
                                            std::string url, ServerRecords& records,
-                                           const ReplyScript& script, int stopFd)
+                                           const ReplyScript& script, int stopFd,
+                                           const AnsweredHook& answered)
     : m_index(index),
       m_sessionId(std::move(sessionId)),
       m_records(records),
       m_script(script),
       m_stopFd(stopFd),
+      m_answered(answered),
       m_parser(index),
       m_fd(fd),
       m_url(std::move(url)) {}
@@ -222,16 +224,22 @@ void RtspServerConnection::Answer(const ReceivedMessage& request) {
         case ScriptedReply::Action::Silence:
             return;
         case ScriptedReply::Action::Close:
-            m_pending.emplace(due, PendingWrite{{}, true});
+            m_pending.emplace(due, PendingWrite{{}, true, {}});
             return;
         case ScriptedReply::Action::Answer:
             break;
     }
     const std::string text = ComposeReply(request, reply, m_script.defaults(), m_sessionId);
     Clock::time_point at = due;
+    auto last = m_pending.end();
     for (std::string_view piece : CutAt(text, reply.splitAt)) {
-        m_pending.emplace(at, PendingWrite{std::string(piece), false});
+        last = m_pending.emplace(at, PendingWrite{std::string(piece), false, {}});
         at += reply.piecePause;
+    }
+    if (m_answered) {
+        last->second.then = [this, request, status = reply.status] {
+            m_answered(m_index, request, status);
+        };
     }
 }
 
@@ -254,8 +262,8 @@ void RtspServerConnection::WriteDue() {
         m_pending.erase(m_pending.begin());
         if (write.close) {
             Close();
-        } else {
-            WriteAll(write.bytes);
+        } else if (WriteAll(write.bytes) && write.then) {
+            write.then();
         }
     }
 }

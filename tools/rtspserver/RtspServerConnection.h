@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -24,12 +25,19 @@ namespace playersdk::rtspserver {
 // 'bytes' cut at the given offsets; offsets that are not increasing or not inside are ignored.
 std::vector<std::string_view> CutAt(std::string_view bytes, const std::vector<size_t>& offsets);
 
+// Called on a connection's thread once its reply to a request has been written whole (never
+// for a request the script silences or answers by closing): a live source starts streaming to
+// a client as soon as the client has read the answer to its PLAY.
+using AnsweredHook =
+    std::function<void(size_t connection, const ReceivedMessage& request, int status)>;
+
 class RtspServerConnection {
 public:
     static constexpr std::chrono::milliseconds kPiecePause{5};
 
     RtspServerConnection(int fd, size_t index, std::string sessionId, std::string url,
-                         ServerRecords& records, const ReplyScript& script, int stopFd);
+                         ServerRecords& records, const ReplyScript& script, int stopFd,
+                         const AnsweredHook& answered);
     ~RtspServerConnection();
     RtspServerConnection(const RtspServerConnection&) = delete;
     RtspServerConnection& operator=(const RtspServerConnection&) = delete;
@@ -68,6 +76,7 @@ private:
     struct PendingWrite {
         std::string bytes;
         bool close = false;
+        std::function<void()> then;  // after the bytes went out
     };
 
     void Run();
@@ -84,6 +93,7 @@ private:
     ServerRecords& m_records;
     const ReplyScript& m_script;
     const int m_stopFd;
+    const AnsweredHook& m_answered;
     std::atomic<uint16_t> m_clientRtpPort{0};
     std::atomic<bool> m_stopping{false};
 

@@ -125,9 +125,9 @@ void RtspTestServer::Accept() {
         // The connection is in the list before a waiter on the records can look for it.
         std::lock_guard<std::mutex> lock(m_mutex);
         size_t index = m_records.AddConnection();
-        connection = std::make_shared<RtspServerConnection>(fd, index,
-                                                            std::to_string(kFirstSessionId + index),
-                                                            url(""), m_records, m_script, m_stopFd);
+        connection = std::make_shared<RtspServerConnection>(
+            fd, index, std::to_string(kFirstSessionId + index), url(""), m_records, m_script,
+            m_stopFd, m_answered);
         m_connections.push_back(connection);
     }
     connection->Start();

@@ -37,6 +37,8 @@ public:
     // Listens on 127.0.0.1 (port 0: ephemeral) and opens the UDP sender whose port SETUP
     // replies give as server_port. False when a socket could not be set up.
     bool Start(uint16_t port = 0);
+    // Set before Start; see AnsweredHook.
+    void SetAnsweredHook(AnsweredHook hook) { m_answered = std::move(hook); }
     // Closes every connection and socket and joins every thread. Records stay readable.
     void Stop();
     bool isRunning() const { return m_running.load(); }
@@ -62,6 +64,7 @@ private:
     ReplyScript m_script;
     ServerRecords m_records;
     UdpTestSender m_udp;
+    AnsweredHook m_answered;
 
     std::atomic<bool> m_running{false};
     std::atomic<uint16_t> m_port{0};

@@ -1,4 +1,4 @@
-#include "XvfbServer.h"
+#include "support/XvfbServer.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -8,7 +8,10 @@
 
 #include <cstdlib>
 
-namespace decodertest {
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+namespace playersdk::test {
 
 bool CXvfbServer::Installed() {
     return system("command -v Xvfb > /dev/null 2>&1") == 0;
@@ -37,7 +40,29 @@ std::string CXvfbServer::Start() {
         display += c;
     }
     close(ready[0]);
-    return c == '\n' && display.size() > 1 ? display : "";
+    m_display = c == '\n' && display.size() > 1 ? display : "";
+    return m_display;
+}
+
+std::vector<uint8_t> CXvfbServer::Capture(unsigned long window, int width, int height) const {
+    std::vector<uint8_t> bgr;
+    Display* display = m_display.empty() ? nullptr : XOpenDisplay(m_display.c_str());
+    if (display == nullptr) {
+        return bgr;
+    }
+    XImage* image = XGetImage(display, window, 0, 0, width, height, AllPlanes, ZPixmap);
+    for (int y = 0; image != nullptr && y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const unsigned long pixel = XGetPixel(image, x, y);  // 0x00RRGGBB on 24 bits
+            bgr.insert(bgr.end(), {static_cast<uint8_t>(pixel), static_cast<uint8_t>(pixel >> 8),
+                                   static_cast<uint8_t>(pixel >> 16)});
+        }
+    }
+    if (image != nullptr) {
+        XDestroyImage(image);
+    }
+    XCloseDisplay(display);
+    return bgr;
 }
 
 CXvfbServer::~CXvfbServer() {
@@ -47,4 +72,4 @@ CXvfbServer::~CXvfbServer() {
     }
 }
 
-}  // namespace decodertest
+}  // namespace playersdk::test
