@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #include "base/OsHelpers.h"
@@ -15,42 +16,30 @@ long ElapsedMs(Clock::time_point start) {
 }
 }  // namespace
 
-TEST(GetTickCount, IsMonotonicMillisecondsAndTheTestHookMovesItForward) {
+TEST(GetTickCount, IsMonotonicMillisecondsTheTestHookMovesItAndMillisecondsIsTheWallClock) {
     DWORD a = GetTickCount();
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     DWORD b = GetTickCount();
     EXPECT_GE(b - a, 19u);
     EXPECT_LT(b - a, 1000u);
-
     playersdk::AdvanceTickCountForTest(60000);
     DWORD c = GetTickCount();
     EXPECT_GE(c - b, 60000u);
     EXPECT_LT(c - b, 61000u);
+    int64_t wall = static_cast<int64_t>(Milliseconds()) - int64_t{time(nullptr)} * 1000;
+    EXPECT_LT(std::abs(wall), 2000);
 }
 
-TEST(Milliseconds, FollowsTheWallClock) {
-    uint64_t wall = Milliseconds();
-    uint64_t now = static_cast<uint64_t>(time(nullptr)) * 1000;
-    EXPECT_LT(wall > now ? wall - now : now - wall, 2000u);
-}
-
-TEST(SemWaitTimeout, CountedSemaphoreReturnsAtOnceEmptyOneTimesOutWithinASecond) {
+TEST(SemWaitTimeout, CountedReturnsAtOnceEmptyTimesOutWithinASecondPostedWakes) {
     sem_t sem;
     ASSERT_EQ(sem_init(&sem, 0, 1), 0);
     auto start = Clock::now();
     EXPECT_EQ(sem_wait_timeout(&sem, 1), 0);
     EXPECT_LT(ElapsedMs(start), 100);
-
     start = Clock::now();
     EXPECT_EQ(sem_wait_timeout(&sem, 1), 1);
     // The deadline drops the sub-second part: one second at most, possibly almost nothing.
     EXPECT_LE(ElapsedMs(start), 1100);
-    sem_destroy(&sem);
-}
-
-TEST(SemWaitTimeout, WakesWhenPostedFromAnotherThread) {
-    sem_t sem;
-    ASSERT_EQ(sem_init(&sem, 0, 0), 0);
     std::thread poster([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(30));
         sem_post(&sem);
@@ -76,11 +65,7 @@ TEST(InitNonBlocking, SetsONonblockAndKeepsOtherFlags) {
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
     fcntl(fds[0], F_SETFL, O_APPEND);
     InitNonBlocking(fds[0]);
-    int flags = fcntl(fds[0], F_GETFL, 0);
-    EXPECT_TRUE(flags & O_NONBLOCK);
-    EXPECT_TRUE(flags & O_APPEND);
-    char c;
-    EXPECT_EQ(recv(fds[0], &c, 1, 0), -1);  // would block: returns at once
+    EXPECT_EQ(fcntl(fds[0], F_GETFL, 0) & (O_NONBLOCK | O_APPEND), O_NONBLOCK | O_APPEND);
     close(fds[0]);
     close(fds[1]);
 }

@@ -6,35 +6,6 @@
 using namespace playersdk;
 using namespace playersdk::test;
 
-namespace {
-bool HeaderAccepted(int32_t frameRate, int32_t timeScale, int32_t extlength) {
-    RecordHeader fields;
-    fields.frameRate = frameRate;
-    fields.timeScale = timeScale;
-    fields.extlength = extlength;
-    std::string bytes = FileHeaderBytes(fields);
-    ZuFileHeader header{};
-    return ParseFileHeader(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), header);
-}
-}  // namespace
-
-TEST(FileHeader, FieldsAreLittleEndianAndRateScaleAndExtensionLengthAreChecked) {
-    const std::string bytes("\x19\0\0\0\x90\x5f\x01\0\xd0\x02\0\0\xe0\x01\0\0\0\0\0\0", 20);
-    ZuFileHeader h{};
-    ASSERT_TRUE(ParseFileHeader(reinterpret_cast<const uint8_t*>(bytes.data()), 20, h));
-    EXPECT_EQ(std::vector<int>({h.frameRate, h.timeScale, h.reserve1, h.reserve2, h.extlength}),
-              std::vector<int>({25, 90000, 720, 480, 0}));
-    EXPECT_FALSE(ParseFileHeader(reinterpret_cast<const uint8_t*>(bytes.data()), 19, h));
-
-    EXPECT_TRUE(HeaderAccepted(1, 1, 35534));
-    EXPECT_FALSE(HeaderAccepted(0, 90000, 0));
-    EXPECT_FALSE(HeaderAccepted(-25, 90000, 0));
-    EXPECT_FALSE(HeaderAccepted(25, 0, 0));
-    EXPECT_FALSE(HeaderAccepted(25, INT32_MIN, 0));
-    EXPECT_FALSE(HeaderAccepted(25, 90000, -1));
-    EXPECT_FALSE(HeaderAccepted(25, 90000, 35535));
-}
-
 TEST(ManuFileType, FirstPayloadTypeNamesTheMakerAndOtherTypesKeepIt) {
     const std::pair<uint32_t, eManuFileType> table[] = {
         {35, MANU_FILE_TYPE_BRT},  {96, MANU_FILE_TYPE_BRT}, {97, MANU_FILE_TYPE_BRT},
