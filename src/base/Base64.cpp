@@ -19,7 +19,9 @@ constexpr std::array<unsigned char, 256> MakeDecodeTable() {
 }
 constexpr std::array<unsigned char, 256> kDecode = MakeDecodeTable();
 
-unsigned char SixBits(char c) { return kDecode[static_cast<unsigned char>(c)]; }
+unsigned char SixBits(char c) {
+    return kDecode[static_cast<unsigned char>(c)];
+}
 
 int LeadingAlphabetCount(const char* text) {
     int n = 0;
@@ -67,7 +69,9 @@ extern "C" PLAYERSDK_API int Base64decode(char* bufplain, const char* bufcoded) 
     return ((n + 3) / 4) * 3 - ((4 - left) & 3);
 }
 
-extern "C" PLAYERSDK_API int Base64encode_len(int len) { return ((len + 2) / 3) * 4 + 1; }
+extern "C" PLAYERSDK_API int Base64encode_len(int len) {
+    return ((len + 2) / 3) * 4 + 1;
+}
 
 extern "C" PLAYERSDK_API int Base64encode(char* encoded, const char* string, int len) {
     const unsigned char* in = reinterpret_cast<const unsigned char*>(string);

@@ -19,7 +19,8 @@ inline size_t copy_bounded(char* dst, size_t size, std::string_view src) {
 }
 
 inline size_t copy_bounded(char* dst, size_t size, const char* src) {
-    return copy_bounded(dst, size, src ? std::string_view(src, strnlen(src, size)) : std::string_view());
+    return copy_bounded(dst, size,
+                        src ? std::string_view(src, strnlen(src, size)) : std::string_view());
 }
 
 template <size_t N>

@@ -63,5 +63,7 @@ void InitNonBlocking(int fd) {
 }
 
 namespace playersdk {
-void AdvanceTickCountForTest(DWORD ms) { g_tickOffset.fetch_add(ms, std::memory_order_relaxed); }
+void AdvanceTickCountForTest(DWORD ms) {
+    g_tickOffset.fetch_add(ms, std::memory_order_relaxed);
+}
 }  // namespace playersdk
