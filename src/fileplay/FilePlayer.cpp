@@ -13,6 +13,7 @@
 #include "PlayerDecoder.h"
 #include "base/ByteCursor.h"
 #include "base/MutexGuard.h"
+#include "media/PayloadTypes.h"
 
 namespace {
 std::atomic<playersdk::FilePlaySleepHook> g_sleepHook{nullptr};
@@ -312,9 +313,9 @@ int CFilePlayer::CreatDecoder(HWND hwnd, uint32_t mediaType) {
         return -1;
     }
     eMediaDecType type;
-    if (mediaType == 35 || mediaType == 97) {
+    if (playersdk::IsMpeg4PayloadType(mediaType)) {
         type = VT_MPEG4;
-    } else if (mediaType == 96) {
+    } else if (mediaType == playersdk::kPayloadTypeH264) {
         type = VT_H264;
     } else {
         return -1;

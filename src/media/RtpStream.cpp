@@ -10,11 +10,10 @@
 #include "api/PlayContainer.h"
 #include "base/ByteCursor.h"
 #include "media/H264Payload.h"
+#include "media/PayloadTypes.h"
 #include "media/RingList.h"
 
 namespace {
-constexpr int kPayloadTypeH264 = 96;
-constexpr int kPayloadTypeIr = 98;
 constexpr int kRtpVersion = 2;
 
 // Counters of the receive thread that CalcFrameRate reads and resets from another one.
@@ -23,10 +22,10 @@ void Bump(std::atomic<int>& counter) {
 }
 
 eMediaDecType DecoderTypeFor(int payloadType) {
-    if (payloadType == kPayloadTypeIr) {
+    if (payloadType == playersdk::kPayloadTypeIr) {
         return VT_IR;
     }
-    return payloadType == kPayloadTypeH264 ? VT_H264 : VT_MPEG4;
+    return payloadType == playersdk::kPayloadTypeH264 ? VT_H264 : VT_MPEG4;
 }
 }  // namespace
 
@@ -84,7 +83,8 @@ CRtpStream::CRtpStream()
     m_LocalRtpHead.seq = 1;
     m_LocalRtpHead.ssrc = rand();
     m_LocalRtpHead.ts = rand();
-    for (int pt : {35, 96, 97, 98}) {
+    for (uint32_t pt : {playersdk::kPayloadTypeMpeg4Other, playersdk::kPayloadTypeH264,
+                        playersdk::kPayloadTypeMpeg4, playersdk::kPayloadTypeIr}) {
         m_pCbMediaProcList[pt] = &CRtpStream::VideoProcess;
     }
     pthread_mutex_init(&m_mutexRecord, nullptr);
@@ -114,7 +114,7 @@ void CRtpStream::InputData(void* data, int len) {
     if (!LocatePayload(datagram, len, *packet)) {
         return;
     }
-    if (packet->head.pt == kPayloadTypeH264 && !RewriteH264(*packet)) {
+    if (packet->head.pt == playersdk::kPayloadTypeH264 && !RewriteH264(*packet)) {
         return;
     }
     NoteFirstPacket(*packet);

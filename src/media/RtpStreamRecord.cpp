@@ -11,6 +11,7 @@
 #include "base/MutexGuard.h"
 #include "fileplay/FileFormat.h"
 #include "media/H264Payload.h"
+#include "media/PayloadTypes.h"
 #include "media/RtpStream.h"
 
 namespace {
@@ -20,8 +21,6 @@ constexpr int kRecordTimeScale = 90000;
 // Written when neither the decoder nor the stream description knows the picture size.
 constexpr int kDefaultWidth = 720;
 constexpr int kDefaultHeight = 480;
-constexpr int kPayloadTypeMpeg4 = 97;
-constexpr int kPayloadTypeMpeg4Other = 35;
 // The longest start that IsKeyFrame compares.
 constexpr size_t kKeyPatternSize = 7;
 
@@ -119,8 +118,8 @@ void CRtpStream::WriteRecordHeader(int width, int height) {
     fwrite(bytes, 1, sizeof(bytes), m_RecordFile);
     // An MPEG-4 decoder needs its configuration before the first frame: it goes first, as a
     // frame record with key 0.
-    if (m_MediaType == kPayloadTypeMpeg4) {
-        WriteFrameRecord(m_DeviceDecinfo.config, ConfigLength(), kPayloadTypeMpeg4, 0);
+    if (m_MediaType == static_cast<int>(playersdk::kPayloadTypeMpeg4)) {
+        WriteFrameRecord(m_DeviceDecinfo.config, ConfigLength(), playersdk::kPayloadTypeMpeg4, 0);
     }
 }
 
@@ -140,8 +139,7 @@ void CRtpStream::WriteFrameRecord(const char* buf, int len, uint32_t type, uint3
 void CRtpStream::WriteRawFrame(const char* buf, int len) {
     if (!m_bRecordPrepare) {
         const int type = m_MediaType;
-        if ((type != kPayloadTypeMpeg4 && type != kPayloadTypeMpeg4Other) ||
-            !StartsWithKeyFrame(buf, len)) {
+        if (!playersdk::IsMpeg4PayloadType(type) || !StartsWithKeyFrame(buf, len)) {
             return;
         }
         m_bRecordPrepare = 1;

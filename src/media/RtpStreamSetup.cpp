@@ -6,6 +6,7 @@
 
 #include "base/Base64.h"
 #include "base/BoundedCopy.h"
+#include "media/PayloadTypes.h"
 #include "media/RtpStream.h"
 
 namespace {
@@ -36,7 +37,7 @@ unsigned char HexPair(const char* pair) {
 }  // namespace
 
 void CRtpStream::SetDeviceDecInfo(DeviceDecInfo info) {
-    if (info.videoPayLoadType == 35 || info.videoPayLoadType == 97) {
+    if (playersdk::IsMpeg4PayloadType(info.videoPayLoadType)) {
         DecodeMpeg4Config(&info);  // the time scale is not taken for MPEG-4
         return;
     }
