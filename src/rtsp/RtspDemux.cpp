@@ -94,11 +94,14 @@ float CRtsp::GetTcpFlux() {
 }
 
 void CRtsp::OnStreaming(DWORD now) {
-    dealRtpAndRtcpPack();
+    // The figure of a period that has passed goes up before the packets that came after it,
+    // which the play's frame-rate watch relies on: a play that gets packets after a period
+    // without frames reports playing again after its error, not before it.
     if (now - fluxtimer > 1000) {
         CalcFlux();
         fluxtimer = now;
     }
+    dealRtpAndRtcpPack();
 }
 
 int CRtsp::dealRtpAndRtcpPack() {
