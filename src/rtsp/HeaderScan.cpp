@@ -65,6 +65,18 @@ bool ScanKeyValue(const char* p, const char* end, std::string_view key, std::str
     return true;
 }
 
+int ContentLengthOf(std::string_view header) {
+    static constexpr std::string_view kKeys[] = {"Content-Length:", "Content-length:"};
+    header = header.substr(0, strnlen(header.data(), header.size()));
+    for (std::string_view key : kKeys) {
+        const size_t at = header.find(key);
+        if (at != std::string_view::npos) {
+            return BoundedAtoi(header.data() + at + key.size(), header.data() + header.size());
+        }
+    }
+    return -1;
+}
+
 int BoundedAtoi(const char* p, const char* end) {
     return atoi(NumberText(p, end).text);
 }

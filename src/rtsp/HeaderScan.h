@@ -23,6 +23,10 @@ bool KeyAtIgnoreCase(const char* p, const char* end, std::string_view key);
 bool ScanKeyValue(const char* p, const char* end, std::string_view key, std::string_view stops,
                   char* dst, size_t dstSize);
 
+// Value of the header's "Content-Length:" (or "Content-length:", the only two spellings
+// servers use), or -1 when neither is there. A NUL byte ends the header text.
+int ContentLengthOf(std::string_view header);
+
 // atoi / atof of the number text at p, reading no further than end.
 int BoundedAtoi(const char* p, const char* end);
 double BoundedAtof(const char* p, const char* end);

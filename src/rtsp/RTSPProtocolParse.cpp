@@ -21,7 +21,6 @@ namespace {
 // The medium the SDP lines being read belong to.
 enum SdpMedium { kMediumNone = 0, kMediumVideo = 1, kMediumMpeg4Video = 2, kMediumAudio = 3 };
 
-constexpr size_t kContentLengthKey = 15;  // strlen("Content-Length:")
 // A configuration text longer than this is cut (no server sends one near it).
 constexpr size_t kMaxConfigText = 4096;
 // Enough for any port, SSRC or RTP-Info value; longer values are cut.
@@ -181,14 +180,10 @@ int CRTSPProtocol::GetContentLength(char* buf, int len) {
     if (headerEnd < end) {
         *headerEnd = '\0';
     }
-    char* key = FindText(buf, headerEnd, "Content-Length:");
-    if (key == nullptr) {
-        key = FindText(buf, headerEnd, "Content-length:");
-    }
-    if (key == nullptr) {
+    const int value = playersdk::ContentLengthOf(std::string_view(buf, headerEnd - buf));
+    if (value == -1) {
         return -1;  // the cut stays in place on this path; callers give up on the reply
     }
-    const int value = BoundedAtoi(key + kContentLengthKey, headerEnd);
     if (headerEnd < end) {
         *headerEnd = saved;
     }

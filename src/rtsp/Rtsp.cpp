@@ -1,5 +1,6 @@
-// The session half of CRtsp: URL, requests, the receive thread and the replies up to PLAY.
-// The streaming phase (interleaved frames, notices, traffic) is in RtspDemux.cpp.
+// The session half of CRtsp: URL, requests and the engine's lifecycle. The receive thread and
+// the replies up to PLAY are in RtspReceive.cpp, the streaming phase (interleaved frames,
+// notices, traffic) in RtspDemux.cpp.
 #include "rtsp/Rtsp.h"
 
 #include <sys/socket.h>
@@ -19,17 +20,6 @@
 #include "base/OsHelpers.h"
 
 namespace {
-// A resent DESCRIBE or SETUP goes out when the reply is this late.
-constexpr DWORD kResendMs = 2000;
-// No byte at all on the connection for this long ends the session.
-constexpr DWORD kSilenceMs = 50000;
-// Bytes keep coming but no reply line completes.
-constexpr DWORD kReplyLineMs = 15000;
-constexpr long kSelectWaitUs = 2000;
-constexpr int kSelectWidth = 1024;
-// Longest reply line the reader takes, "RTSP" included.
-constexpr int kMaxReplyLine = 4085;
-
 // The text from position 'pos' on, or "" when the text is shorter than that.
 const char* TextFrom(const char* text, size_t pos) {
     if (text == nullptr || strnlen(text, pos) < pos) {
@@ -95,27 +85,19 @@ CRtsp::CRtsp()
       m_TotalFlux(0),
       m_flux(0),
       m_RTSPNotifyHandle(nullptr),
-      m_rtpheadstep(0),
-      m_rtspheadstep(0),
-      m_ReceiveDataFlag(0),
-      m_WantDataLength(0),
-      m_RtpReceivedLength(0),
       m_TimeOutTime(0),
       fluxtimer(0),
       m_rtspTimeOutTime(0),
-      pRtspBuf(nullptr),
-      maxbuf(0),
       m_desribeSendTime(0),
       m_SetupSendTime(0),
-      m_setupType(ONLYVIDEO) {
+      m_setupType(ONLYVIDEO),
+      m_demux(m_rtp_buf, sizeof(m_rtp_buf)) {
     memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
     memset(m_rtp_buf, 0, sizeof(m_rtp_buf));
-    FD_ZERO(&Fds);
     memset(URL, 0, sizeof(URL));
     memset(server_addr, 0, sizeof(server_addr));
     memset(movie_name, 0, sizeof(movie_name));
     memset(user_id, 0, sizeof(user_id));
-    timeout = timeval{};
     local_msg = t_sMsg{};
     memset(scale_n, 0, sizeof(scale_n));
     memset(speed_n, 0, sizeof(speed_n));
@@ -184,8 +166,7 @@ int CRtsp::InitRTSP(char* url, int transType, void* pNetPlay, void* pCon) {
     m_sdpinfo.TranType = transType;
     m_closeThread = 0;
     m_rtsp_state = eConnect;
-    m_rtpheadstep = 0;
-    m_rtspheadstep = 0;
+    m_demux.Reset();
     if (pthread_create(&m_playThread, nullptr, HandleRecvEventThread, this) != 0) {
         PlayerSdkLog("[InitRTSP] create receive thread failed \r\n");
         return -1;
@@ -374,8 +355,8 @@ void CRtsp::DestoryRtsp() {
     sem_post(&m_semSendReq);
     m_closeThread = 1;
     if (m_bPlayThreadRun) {
-        // Wakes a read that blocks for the rest of a server notice; the thread then sees the
-        // stop flag. The socket itself is closed once the thread has ended.
+        // Wakes the thread's wait at once; it then sees the stop flag. The socket itself is
+        // closed once the thread has ended.
         if (m_rtsp_socket > 0) {
             shutdown(m_rtsp_socket, SHUT_RDWR);
         }
@@ -387,358 +368,6 @@ void CRtsp::DestoryRtsp() {
         close(m_rtsp_socket);
     }
     m_rtsp_socket = -1;
-}
-
-int CRtsp::RecvTcpPacket() {
-    ErrorCode = -1;
-    fluxtimer = m_TimeOutTime = GetTickCount();
-    DescribeAssembly describe;
-    describe.Reset();
-    while (!m_closeThread) {
-        RecvLoopPass(describe);
-    }
-    return 0;
-}
-
-void CRtsp::RecvLoopPass(DescribeAssembly& describe) {
-    timeout.tv_sec = 0;
-    timeout.tv_usec = kSelectWaitUs;
-    FD_ZERO(&Fds);
-    const int sock = m_rtsp_socket;
-    const bool selectable = sock >= 0 && sock < FD_SETSIZE;
-    if (selectable) {
-        FD_SET(sock, &Fds);
-    }
-    if (ResendIfDue()) {
-        return;
-    }
-    int result = -1;
-    if (selectable) {
-        result = select(kSelectWidth, &Fds, nullptr, nullptr, &timeout);
-        if (result < 0 && errno == EINTR) {
-            result = 0;  // a signal is not a broken connection
-        }
-    }
-    DWORD now = GetTickCount();
-    if (result < 1) {
-        OnSelectIdle(result, now);
-        return;
-    }
-    m_TimeOutTime = now;
-    OnReadable(describe, now);
-}
-
-bool CRtsp::ResendIfDue() {
-    const int state = m_rtsp_state;
-    const DWORD now = GetTickCount();
-    int sent;
-    if (state == eWaitDescribeResponse && now - m_desribeSendTime > kResendMs) {
-        PlayerSdkLog("[RecvTcpPacket] Resend SendDescribeReq\n");
-        sent = SendDescribeReq();
-    } else if ((state == eWaitIsmaVSetupResponse || state == eWaitIsmaASetupResponse) &&
-               now - m_SetupSendTime > kResendMs) {
-        PlayerSdkLog("[RecvTcpPacket] Resend SendSetUpReq\n");
-        sent = SendSetUpReq();
-    } else {
-        return false;
-    }
-    if (sent != 0) {
-        EndSession(RTSP_PLAY_REPLAY, 4);
-    }
-    return true;
-}
-
-void CRtsp::OnSelectIdle(int result, DWORD now) {
-    const int state = m_rtsp_state;
-    // A paused or frame-stepping session may stay silent as long as it likes.
-    if (state == ePauseState || state == eWaitFrameResponse) {
-        return;
-    }
-    if (result < 0) {
-        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, 4);
-        return;
-    }
-    if (now - m_TimeOutTime <= kSilenceMs) {
-        return;
-    }
-    if (m_sdpinfo.TranType == 1) {
-        PlayerSdkLog("[RecvTcpPacket] TCP TimerOut,Exit Thread: m_TimeOutTime=%lu\n",
-                     m_TimeOutTime);
-        m_TimeOutTime = 0;
-        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, 1);
-    } else if (m_sdpinfo.TranType == 2 && state < eWaitRTPPkt) {
-        // Over UDP the media does not pass here: a quiet connection during play is normal.
-        m_TimeOutTime = 0;
-        EndSession(RTSP_PLAY_REPLAY, 1);
-    }
-}
-
-void CRtsp::OnReadable(DescribeAssembly& describe, DWORD now) {
-    switch (m_rtsp_state) {
-        case eWaitDescribeResponse:
-            RecvDescribeReply(describe);
-            return;
-        case eWaitIsmaVSetupResponse:
-        case eWaitIsmaASetupResponse:
-            OnSetupReply();
-            return;
-        case eWaitDoPlayResponse:
-        case eWaitPauseResponse:
-        case eWaitScaleResponse:
-        case eWaitSeekResponse:
-        case eWaitSpeedResponse:
-        case eWaitFrameResponse:
-            OnTrickReply(now);
-            return;
-        case eWaitRTPPkt:
-            OnStreaming(now);
-            return;
-        default:
-            // Nothing is read in this state; wait as select would have, instead of spinning
-            // on bytes that stay in the socket.
-            usleep(kSelectWaitUs);
-            return;
-    }
-}
-
-void CRtsp::DescribeAssembly::Reset() {
-    received = 0;
-    contentLength = 0;
-    firstChunk = true;
-    memset(buf, 0, sizeof(buf));
-}
-
-void CRtsp::RecvDescribeReply(DescribeAssembly& describe) {
-    ssize_t got = recv(m_rtsp_socket, m_rtsp_buf, sizeof(m_rtsp_buf), 0);
-    if (got < 1) {
-        PlayerSdkLog("[RecvTcpPacket]  eWaitDescribeResponse Error2,decriRecvLen=%d,Exit Thread\n",
-                     static_cast<int>(got));
-        EndSession(RTSP_PLAY_REPLAY, 4);
-        return;
-    }
-    const size_t kCapacity = sizeof(describe.buf) - 1;
-    if (describe.firstChunk) {
-        describe.received = got;
-        describe.firstChunk = false;
-        ErrorCode = RtspStatusCode(std::string_view(m_rtsp_buf, got));
-        if (ErrorCode != 200) {
-            // Not reported: the DESCRIBE resend keeps asking.
-            sem_post(&m_semSendReq);
-            describe.Reset();
-            return;
-        }
-        memcpy(describe.buf, m_rtsp_buf, got);
-        describe.buf[got] = '\0';
-        describe.contentLength = GetContentLength(describe.buf, static_cast<int>(got));
-        if (describe.contentLength == -1) {
-            PlayerSdkLog("[RecvTcpPacket]  GetContentLength Error,Exit Thread\n");
-            EndSession(RTSP_PLAY_REPLAY, 4);
-            return;
-        }
-    } else {
-        // Later pieces are deliberately taken from the send buffer, not from where they
-        // were received: a description longer than one read is not rebuilt faithfully, and
-        // servers this engine talks to answer in one read. Only what fits is copied.
-        size_t at = std::min<size_t>(describe.received, kCapacity);
-        size_t take = std::min({static_cast<size_t>(got), kCapacity - at, sizeof(m_rtsp_buffer)});
-        playersdk::MutexGuard lock(m_mutexSend);
-        memcpy(describe.buf + at, m_rtsp_buffer, take);
-        describe.buf[at + take] = '\0';
-        describe.received += got;
-    }
-    // The count includes the headers, the content length does not.
-    if (describe.received < describe.contentLength) {
-        return;
-    }
-    OnDescribeComplete(describe);
-}
-
-void CRtsp::OnDescribeComplete(DescribeAssembly& describe) {
-    FreeSdpConfigs();
-    memset(&m_sdp_info, 0, sizeof(m_sdp_info));
-    int len = static_cast<int>(std::min<long>(describe.received, sizeof(describe.buf) - 1));
-    ParseSdp(describe.buf, len);
-    describe.Reset();
-
-    m_sdpinfo.videoPayLoadType = m_sdp_info.videoPayLoadType;
-    m_sdpinfo.audioPayLoadType = m_sdp_info.audioPayLoadType;
-    m_sdpinfo.VideoTimescale = m_sdp_info.u4videoTimescale;
-    m_sdpinfo.AudioTimescale = m_sdp_info.u4audioTimescale;
-    m_sdpinfo.Error_Code = ErrorCode;
-    m_sdpinfo.Socketmark = m_rtsp_socket;
-    m_sdpinfo.VideoWidth = m_sdp_info.u1videoWith;
-    m_sdpinfo.VideoHeight = m_sdp_info.u1videoHeight;
-    if (m_sdp_info.u1videoConfig != nullptr) {
-        playersdk::copy_bounded(m_sdpinfo.VideoConfig, m_sdp_info.u1videoConfig);
-    }
-    if (m_sdp_info.u1audioConfig != nullptr) {
-        playersdk::copy_bounded(m_sdpinfo.AudioConfig, m_sdp_info.u1audioConfig);
-    }
-    m_sdpinfo.range = m_sdp_info.u4range;
-    m_sdpinfo.Audiomode = m_sdp_info.audio_codec;
-
-    m_rtsp_state = eConnect;
-    if (m_sdp_info.videoPayLoadType != 0 && m_sdp_info.audioPayLoadType != 0) {
-        m_setupType = BOTHVA;
-    } else if (m_sdp_info.audioPayLoadType != 0) {
-        m_setupType = ONLYAUDIO;
-    } else {
-        m_setupType = ONLYVIDEO;
-    }
-    // Nothing is read or resent in the connected state, so a SETUP that cannot go out ends
-    // the session as a failed resend would.
-    if (SendSetUpReq() != 0) {
-        EndSession(RTSP_PLAY_REPLAY, 4);
-    }
-}
-
-void CRtsp::OnSetupReply() {
-    if (RecSetUpResp() != 0) {
-        sem_post(&m_semSendReq);
-        return;
-    }
-    m_sdpinfo.NRUUdp_V_Port = m_sdp_info.u2videoServerUdpPort;
-    playersdk::copy_bounded(m_sdpinfo.RTSPSessionId, m_rtsp_session_id);
-}
-
-int CRtsp::RecSetUpResp() {
-    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
-    ssize_t got = recv(m_rtsp_socket, m_rtsp_buf, sizeof(m_rtsp_buf), 0);
-    if (got < 1) {
-        return -1;
-    }
-    const int len = static_cast<int>(got);
-    ErrorCode = RtspStatusCode(std::string_view(m_rtsp_buf, got));
-    if (ErrorCode != 200) {
-        return ErrorCode;
-    }
-    // The session id it takes is read by the application's requests.
-    auto parseReply = [&] {
-        playersdk::MutexGuard lock(m_mutexSend);
-        ParseSetupReply(m_rtsp_buf, len);
-    };
-    if (m_rtsp_state == eWaitIsmaVSetupResponse) {
-        parseReply();
-        if (m_setupType == BOTHVA) {
-            // The audio SETUP goes out directly, so the resend clock keeps the video time.
-            if (SendSetup() == 0) {
-                m_sdp_info.s2audioTrackState = 0;
-                m_rtsp_state = eWaitIsmaASetupResponse;
-            }
-        } else {
-            Play();
-        }
-    } else if (m_rtsp_state == eWaitIsmaASetupResponse) {
-        parseReply();
-        Play();
-    }
-    return 0;
-}
-
-void CRtsp::OnTrickReply(DWORD now) {
-    int result = tcp_RecRTSPResp();
-    if (result == -1) {
-        m_rtspTimeOutTime = 0;
-        sem_post(&m_semSendReq);
-        PlayerSdkLog("[RecvTcpPacket]  eWaitDoPlayResponse Error,errorcode =%d,Exit Thread\n",
-                     ErrorCode.load());
-        Stop();
-        NotifyToUp(RTSP_PLAY_REPLAY, 3);
-    } else if (result == 0) {
-        m_rtspTimeOutTime = 0;
-        NotifyToUp(RTSP_PLAY_REPLAY, 0);
-    } else if (result == 1) {
-        if (m_rtspTimeOutTime == 0) {
-            m_rtspTimeOutTime = now;
-        } else if (now - m_rtspTimeOutTime > kReplyLineMs && m_sdpinfo.TranType == 1) {
-            PlayerSdkLog("[RecvTcpPacket]  RTSP_RESP_ERROR_TIMEOUT,errorcode=%d ,Exit Thread\n",
-                         ErrorCode.load());
-            m_rtspTimeOutTime = 0;
-            EndSession(RTSP_PLAY_REPLAY, 1);
-        }
-    }
-    // Any other status: the reply is dropped without a report.
-}
-
-void CRtsp::OnStreaming(DWORD now) {
-    dealRtpAndRtcpPack();
-    if (now - fluxtimer > 1000) {
-        CalcFlux();
-        fluxtimer = now;
-    }
-}
-
-int CRtsp::ReplyReadFailed(ssize_t got) {
-    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
-    sem_post(&m_semSendReq);
-    m_rtspheadstep = 0;
-    NotifyToUp(got == 0 ? RTSP_STREAM_CUT : RTSP_STREAM_RECV_ERROR, 4);
-    return -1;
-}
-
-int CRtsp::tcp_RecRTSPResp() {
-    static constexpr char kMagic[] = "RTSP";
-    const int step = m_rtspheadstep;
-    if (step >= 0 && step <= 3) {
-        if (step == 0) {
-            pRtspBuf = m_rtsp_buf;
-        }
-        char c = 0;
-        ssize_t got = recv(m_rtsp_socket, &c, 1, 0);
-        if (got < 1) {
-            return ReplyReadFailed(got);
-        }
-        m_rtspheadstep = c == kMagic[step] ? step + 1 : 0;
-        return 1;
-    }
-    if (step == 4 || step == 5) {
-        if (step == 4) {
-            memcpy(m_rtsp_buf, kMagic, 4);
-            pRtspBuf = m_rtsp_buf + 4;
-            maxbuf = 4;
-        }
-        ssize_t got = recv(m_rtsp_socket, pRtspBuf, 1, 0);
-        if (got < 1) {
-            return ReplyReadFailed(got);
-        }
-        ++maxbuf;
-        if (maxbuf > kMaxReplyLine) {
-            memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
-            sem_post(&m_semSendReq);
-            m_rtspheadstep = 0;
-            NotifyToUp(RTSP_PLAY_REPLAY, 4);
-            return -1;
-        }
-        m_rtspheadstep = *pRtspBuf == '\r' ? 6 : 5;
-        ++pRtspBuf;
-        return 1;
-    }
-    if (step == 6) {
-        // Not stored: a "\r" inside the line does not make the line longer than counted.
-        char c = 0;
-        ssize_t got = recv(m_rtsp_socket, &c, 1, 0);
-        if (got < 1) {
-            return ReplyReadFailed(got);
-        }
-        m_rtspheadstep = c == '\n' ? 7 : 5;
-        return 1;
-    }
-    if (step == 7) {
-        return ReplyLineDone();
-    }
-    m_rtspheadstep = 0;  // left over from the notice matcher
-    return 1;
-}
-
-int CRtsp::ReplyLineDone() {
-    sem_post(&m_semSendReq);
-    // Every reply returns the session to streaming, the one to PAUSE to paused.
-    m_rtsp_state = m_rtsp_state == eWaitPauseResponse ? ePauseState : eWaitRTPPkt;
-    m_rtspheadstep = 0;
-    m_rtpheadstep = 0;
-    ErrorCode = RtspStatusCode(std::string_view(m_rtsp_buf, maxbuf));
-    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
-    return ErrorCode == 200 ? 0 : ErrorCode.load();
 }
 
 int CRtsp::UDP_OperateResp() {

@@ -7,8 +7,6 @@
 
 #include <pthread.h>
 #include <semaphore.h>
-#include <sys/select.h>
-#include <sys/time.h>
 #include <sys/types.h>
 
 #include <atomic>
@@ -16,7 +14,11 @@
 #include <string_view>
 
 #include "base/Types.h"
+#include "rtsp/ConnectionReader.h"
+#include "rtsp/InterleavedDemux.h"
 #include "rtsp/NetPlayer.h"
+#include "rtsp/ReplyAssembler.h"
+#include "rtsp/StatusLineReader.h"
 
 enum eRtspRequestType {
     RTSP_GETINFO_REQ = 1,  // DESCRIBE
@@ -92,8 +94,6 @@ typedef struct rtsp_sdp_info {
 
 typedef int (*RNotifyHandle)(rtsp_sdp_info* info);
 
-enum eSetupType { BOTHVA = 1, ONLYVIDEO = 2, ONLYAUDIO = 3 };
-
 // Trick-play parameters kept between requests; the engine uses the four parameters only.
 typedef struct S_local_msg {
     uint16_t u2_netplayer_id;
@@ -122,14 +122,6 @@ enum eRtspStatusCode {
 
 enum eRtspSendDataType { RTSP_RTCP_RR = 1 };
 
-// Steps of the interleaved frame parser.
-enum {
-    RTP_STEP_GOT_NOTHING = 0,
-    RTP_STEP_GOT_DOLLOR = 1,
-    RTP_STEP_GOT_CHANNEL = 2,
-    RTP_STEP_GOT_LENGTH = 3
-};
-
 // Receive thread entry: runs RecvTcpPacket of the CRtsp given.
 void* HandleRecvEventThread(void* rtsp);
 
@@ -151,7 +143,8 @@ public:
     int ParseURL(char* url);
     int SendDescribeReq();
     int SendSetUpReq();
-    int RecSetUpResp();
+    // Acts on one whole SETUP reply (parsed in place): 0 for 200, else the status.
+    int RecSetUpResp(char* reply, int len);
     int Play();
     int Pause();
     int Scale(char* scale, char* seek);
@@ -159,28 +152,30 @@ public:
     int Speed(char* speed, char* seek);
     int AppFrame(char* frame);
     int Teardown();
+    // Reads the status line of the awaited reply from the received bytes: 1 while it is
+    // incomplete, 0 for 200, the status otherwise, -1 when the line cannot be read.
     int tcp_RecRTSPResp();
     int RecvTcpPacket();
     int UDP_OperateResp();
 
-    // Streaming phase: interleaved frames and server notices.
+    // Streaming phase: every interleaved frame and notice in the received bytes. Returns 0.
     int dealRtpAndRtcpPack();
-    int dealRtspPack(char c);
-    int paraAnnounce();
+    // Acts on one server notice (the text behind ANNOUNCE): 0 when it ended the stream, else 1.
+    int dealRtspPack(std::string_view notice);
+    // 2101 or 2102 for the end-of-stream notice found in the text, -1 otherwise.
+    int paraAnnounce(std::string_view notice);
     int RTSPAckCode(char* text);
     void NotifyToUp(eRtspReplyType type, int code);
     void CalcFlux();
     int SendData(char* data, int len, eRtspSendDataType type);
 
     char m_rtsp_buf[playersdk::kRtspBufferSize];  // replies
-    char m_rtp_buf[playersdk::kRtspBufferSize];   // one interleaved packet
-    fd_set Fds;
+    char m_rtp_buf[playersdk::kRtspBufferSize];   // an interleaved packet that came in pieces
     char URL[128];
     int sPort;
     char server_addr[128];
     char movie_name[512];
     char user_id[128];
-    timeval timeout;
     t_sMsg local_msg;
     char scale_n[128];
     char speed_n[128];
@@ -194,50 +189,41 @@ public:
     std::atomic<float> m_TotalFlux;  // RTP payload of the running second, in 128-byte units
     std::atomic<float> m_flux;       // the last whole second's figure
     std::atomic<RNotifyHandle> m_RTSPNotifyHandle;
-    int m_rtpheadstep;
-    int m_rtspheadstep;
-    int m_ReceiveDataFlag;  // 1 RTP, 2 RTCP
-    int m_WantDataLength;
-    int m_RtpReceivedLength;
     DWORD m_TimeOutTime;
     DWORD fluxtimer;
     DWORD m_rtspTimeOutTime;
-    char* pRtspBuf;
-    int maxbuf;
     std::atomic<DWORD> m_desribeSendTime;
     std::atomic<DWORD> m_SetupSendTime;
     RSDP_info m_sdpinfo;
     eSetupType m_setupType;
     sem_t m_semSendReq;
+    // The receive thread's own: the connection's bytes and the step machines they go through.
+    CConnectionReader m_reader;
+    CInterleavedDemux m_demux;
+    CStatusLineReader m_replyLine;
+    CReplyAssembler m_reply;  // the DESCRIBE or SETUP reply
 
 private:
-    // The DESCRIBE reply may come in several reads; these hold it until it is complete.
-    struct DescribeAssembly {
-        char buf[playersdk::kRtspBufferSize + 1];  // one more keeps it terminated
-        long received = 0;                         // headers included
-        int contentLength = 0;
-        bool firstChunk = true;
-        void Reset();
-    };
-
     template <class Send>
     int SendInState(int nextState, Send send);
     int Dispatch(rtsp_request_info* req);
     int SendTrickPlay(float scale, float speed, float start, int curFrame, int nextState);
-    void RecvLoopPass(DescribeAssembly& describe);
+    void RecvLoopPass();
+    int WaitMs(DWORD now) const;
+    bool SilenceEndsSession(int state) const;
     bool ResendIfDue();
     void OnSelectIdle(int result, DWORD now);
-    void OnReadable(DescribeAssembly& describe, DWORD now);
-    void RecvDescribeReply(DescribeAssembly& describe);
-    void OnDescribeComplete(DescribeAssembly& describe);
+    void ServeReceived(DWORD now);
+    void ServeState(int state, DWORD now);
+    void OnDescribeReply();
+    void OnDescribeComplete();
     void OnSetupReply();
     void OnTrickReply(DWORD now);
     void OnStreaming(DWORD now);
     int ReplyLineDone();
     int ReplyReadFailed(ssize_t got);
-    bool ChannelAccepted(int channel);
-    int FrameReadFailed(ssize_t got, const char* closedLog, const char* errorLog);
-    int OnFrameComplete();
+    void FrameReadFailed();
+    void OnFrameComplete(const DemuxEvent& frame);
     // Frees the fmtp texts of the parsed description and forgets them.
     void FreeSdpConfigs();
     // Ends the session from the receive thread: the waiting requester is released and the
@@ -248,3 +234,5 @@ private:
 
 // Status code of a status line: the classifier behind RTSPAckCode, bounded by the view.
 int RtspStatusCode(std::string_view line);
+// The end-of-stream code of a server notice (2101 or 2102), or -1: behind paraAnnounce.
+int NoticeCode(std::string_view notice);

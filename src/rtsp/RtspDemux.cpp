@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -14,8 +15,6 @@
 #include "rtsp/Rtsp.h"
 
 namespace {
-// Longer frames are taken for a framing error.
-constexpr int kMaxFrameLength = 1500;
 constexpr uint8_t kRtcpBye = 203;
 // Traffic is counted in 128-byte units.
 constexpr int kFluxUnit = 128;
@@ -94,165 +93,90 @@ float CRtsp::GetTcpFlux() {
     return m_flux;
 }
 
-bool CRtsp::ChannelAccepted(int channel) {
-    const bool rtcp = channel == 1 || channel == 3;
-    switch (m_setupType) {
-        case ONLYVIDEO:
-            return channel == 0 || rtcp;
-        case ONLYAUDIO:
-            return channel == 2 || rtcp;
-        case BOTHVA:
-            return channel == 0 || channel == 2 || rtcp;
+void CRtsp::OnStreaming(DWORD now) {
+    // The figure of a period that has passed goes up before the packets that came after it,
+    // which the play's frame-rate watch relies on: a play that gets packets after a period
+    // without frames reports playing again after its error, not before it.
+    if (now - fluxtimer > 1000) {
+        CalcFlux();
+        fluxtimer = now;
     }
-    return false;
-}
-
-int CRtsp::FrameReadFailed(ssize_t got, const char* closedLog, const char* errorLog) {
-    sem_post(&m_semSendReq);
-    Stop();
-    PlayerSdkLog("%s", got == 0 ? closedLog : errorLog);
-    NotifyToUp(got == 0 ? RTSP_SERVER_SHUTUP : RTSP_STREAM_RECV_ERROR, 0);
-    return 0;
+    dealRtpAndRtcpPack();
 }
 
 int CRtsp::dealRtpAndRtcpPack() {
-    switch (m_rtpheadstep) {
-        case RTP_STEP_GOT_NOTHING: {
-            char c = 0;
-            ssize_t got = recv(m_rtsp_socket, &c, 1, 0);
-            if (got < 1) {
-                return FrameReadFailed(got, "[dealRtpAndRtcpPack] RTP_STEP_GOT_NOTHING1\r\n",
-                                       "[dealRtpAndRtcpPack] RTP_STEP_GOT_NOTHING2 \r\n");
-            }
-            if (c == '$') {
-                m_rtpheadstep = RTP_STEP_GOT_DOLLOR;
-                m_rtspheadstep = 0;
-            } else {
-                dealRtspPack(c);
-            }
-            return 0;
+    std::string_view in = m_reader.Pending();
+    // Every frame of the read is delivered in this one pass, unless the stream ends or a
+    // request moves the session on: the bytes behind then belong to the next state.
+    while (!m_closeThread && m_rtsp_state == eWaitRTPPkt) {
+        const DemuxEvent event = m_demux.Next(in, m_setupType);
+        if (event.kind == DemuxEvent::Kind::kFrame) {
+            OnFrameComplete(event);
+        } else if (event.kind == DemuxEvent::Kind::kNotice) {
+            dealRtspPack(event.bytes);
+        } else if (event.kind == DemuxEvent::Kind::kNone) {
+            break;
         }
-        case RTP_STEP_GOT_DOLLOR: {
-            unsigned char channel = 0;
-            ssize_t got = recv(m_rtsp_socket, &channel, 1, 0);
-            if (got < 1) {
-                return FrameReadFailed(got, "[dealRtpAndRtcpPack] RTP_STEP_GOT_DOLLOR1\r\n",
-                                       "[dealRtpAndRtcpPack] RTP_STEP_GOT_DOLLOR2\r\n");
-            }
-            if (m_setupType != BOTHVA && m_setupType != ONLYVIDEO && m_setupType != ONLYAUDIO) {
-                return 0;
-            }
-            if (ChannelAccepted(channel)) {
-                m_ReceiveDataFlag = channel == 0 || channel == 2 ? 1 : 2;
-                m_rtpheadstep = RTP_STEP_GOT_CHANNEL;
-            } else {
-                // The rest of the frame is scanned as loose bytes.
-                m_rtpheadstep = RTP_STEP_GOT_NOTHING;
-            }
-            return 0;
-        }
-        case RTP_STEP_GOT_CHANNEL: {
-            ssize_t got = recv(m_rtsp_socket, m_rtp_buf, 2, 0);
-            if (got < 1) {
-                return FrameReadFailed(got, "[dealRtpAndRtcpPack] RTP_STEP_GOT_CHANNEL1\r\n",
-                                       "[dealRtpAndRtcpPack] RTP_STEP_GOT_CHANNEL2\r\n");
-            }
-            uint16_t length = 0;
-            if (got == 1 || !playersdk::ByteReader(m_rtp_buf, 2).be16(length)) {
-                m_rtpheadstep = RTP_STEP_GOT_NOTHING;  // the one byte is lost
-                return 0;
-            }
-            m_WantDataLength = length;
-            if (m_WantDataLength < kMaxFrameLength) {
-                m_rtpheadstep = RTP_STEP_GOT_LENGTH;
-                m_RtpReceivedLength = 0;
-            } else {
-                // Framing error: resynchronise on the next "$".
-                m_rtpheadstep = RTP_STEP_GOT_NOTHING;
-                m_rtspheadstep = 0;
-            }
-            return 0;
-        }
-        case RTP_STEP_GOT_LENGTH: {
-            // A packet may come in any number of pieces, one piece per readable pass.
-            ssize_t got = recv(m_rtsp_socket, m_rtp_buf + m_RtpReceivedLength,
-                               m_WantDataLength - m_RtpReceivedLength, 0);
-            if (got < 1) {
-                return FrameReadFailed(got, "[dealRtpAndRtcpPack] RTP_STEP_GOT_LENGTH1\r\n",
-                                       "[dealRtpAndRtcpPack] RTP_STEP_GOT_LENGTH2\r\n");
-            }
-            m_RtpReceivedLength += static_cast<int>(got);
-            if (m_RtpReceivedLength < m_WantDataLength) {
-                return 0;
-            }
-            return OnFrameComplete();
-        }
-        default:
-            m_rtpheadstep = RTP_STEP_GOT_NOTHING;
-            m_rtspheadstep = 0;
-            return 0;
     }
+    m_reader.ConsumeTo(in);
+    if (in.empty() && m_reader.ended() && !m_closeThread && m_rtsp_state == eWaitRTPPkt) {
+        FrameReadFailed();
+    }
+    return 0;
 }
 
-int CRtsp::OnFrameComplete() {
-    if (m_ReceiveDataFlag == 1) {
-        if (m_WantDataLength < 2) {
-            m_WantDataLength = 0;
-            m_RtpReceivedLength = 0;
-            return 0;
-        }
-        m_TotalFlux = m_TotalFlux.load() + m_RtpReceivedLength / kFluxUnit;
+void CRtsp::FrameReadFailed() {
+    // By the step the frame parser had reached when the connection ended.
+    static constexpr const char* kClosed[] = {
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_NOTHING1\r\n",
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_DOLLOR1\r\n",
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_CHANNEL1\r\n",
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_LENGTH1\r\n",
+    };
+    static constexpr const char* kFailed[] = {
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_NOTHING2 \r\n",
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_DOLLOR2\r\n",
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_CHANNEL2\r\n",
+        "[dealRtpAndRtcpPack] RTP_STEP_GOT_LENGTH2\r\n",
+    };
+    const bool closed = m_reader.endResult() == 0;
+    const int step = std::clamp(m_demux.step(), 0, 3);
+    sem_post(&m_semSendReq);
+    Stop();
+    PlayerSdkLog("%s", closed ? kClosed[step] : kFailed[step]);
+    NotifyToUp(closed ? RTSP_SERVER_SHUTUP : RTSP_STREAM_RECV_ERROR, 0);
+}
+
+void CRtsp::OnFrameComplete(const DemuxEvent& frame) {
+    const int length = static_cast<int>(frame.bytes.size());
+    if (!frame.rtcp) {
+        m_TotalFlux = m_TotalFlux.load() + length / kFluxUnit;
         m_sdpinfo.r_type = RTSP_RTP_DATA;
     } else {
         m_sdpinfo.r_type = RTSP_RTCP_DATA;
-        if (IsRtcpBye(m_rtp_buf, m_RtpReceivedLength)) {
-            m_rtpheadstep = RTP_STEP_GOT_NOTHING;
-            m_rtspheadstep = 0;
+        if (IsRtcpBye(frame.bytes.data(), length)) {
+            m_demux.Reset();
             m_sdpinfo.Error_Code = 6;
             sem_post(&m_semSendReq);
             PlayerSdkLog(" [dealRtpAndRtcpPack] rtcp say bye\r\n");
             Stop();
             NotifyToUp(RTSP_RTCP_DATA, 6);
-            return 0;
+            return;
         }
     }
-    // The receiver copies the packet: the buffer takes the next frame.
+    // The packet lies in the receive buffer or in m_rtp_buf; the receiver copies it, as
+    // both take the next bytes after this report.
     m_sdpinfo.Error_Code = 0;
     m_sdpinfo.media_data.MediaType = 1;
-    m_sdpinfo.media_data.MediaBuf = reinterpret_cast<unsigned char*>(m_rtp_buf);
-    m_sdpinfo.media_data.MediaLen = m_WantDataLength;
+    m_sdpinfo.media_data.MediaBuf =
+        reinterpret_cast<unsigned char*>(const_cast<char*>(frame.bytes.data()));
+    m_sdpinfo.media_data.MediaLen = length;
     NotifyToUp(m_sdpinfo.r_type, 0);
-    m_rtpheadstep = RTP_STEP_GOT_NOTHING;
-    m_rtspheadstep = 0;
-    m_WantDataLength = 0;
-    m_RtpReceivedLength = 0;
-    return 0;
 }
 
-int CRtsp::dealRtspPack(char c) {
-    // Steps 0 and 8 to 14 stand for the letters of the word.
-    static constexpr char kWord[] = "ANNOUNCE";
-    const int step = m_rtspheadstep;
-    if (step != 0 && (step < 8 || step > 14)) {
-        m_rtspheadstep = 0;
-        return 1;
-    }
-    const int letter = step == 0 ? 0 : step - 7;
-    if (toupper(static_cast<unsigned char>(c)) != kWord[letter]) {
-        // Before the last letter the match starts again; at the last it keeps waiting for it.
-        if (step != 14) {
-            m_rtspheadstep = 0;
-        }
-        return 1;
-    }
-    if (step != 14) {
-        m_rtspheadstep = step == 0 ? 8 : step + 1;
-        return 1;
-    }
-    m_rtspheadstep = 0;
-    m_rtpheadstep = 0;
-    int notice = paraAnnounce();
-    if (notice != RTSP_ANNOUNCE_2101 && notice != RTSP_ANNOUNCE_2102) {
+int CRtsp::dealRtspPack(std::string_view notice) {
+    const int code = paraAnnounce(notice);
+    if (code != RTSP_ANNOUNCE_2101 && code != RTSP_ANNOUNCE_2102) {
         return 1;
     }
     // Both notices say the server has ended the stream (end of a recorded item).
@@ -266,19 +190,16 @@ int CRtsp::dealRtspPack(char c) {
     return 0;
 }
 
-int CRtsp::paraAnnounce() {
-    memset(m_rtsp_buf, 0, sizeof(m_rtsp_buf));
-    // One read only: a notice split across reads is not put together.
-    ssize_t got = recv(m_rtsp_socket, m_rtsp_buf, sizeof(m_rtsp_buf), 0);
-    if (got < 1) {
-        return -1;
-    }
-    std::string_view text(m_rtsp_buf, got);
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (StartsWithNoCase(text.substr(i), "x-Notice: 2101")) {
+int CRtsp::paraAnnounce(std::string_view notice) {
+    return NoticeCode(notice);
+}
+
+int NoticeCode(std::string_view notice) {
+    for (size_t i = 0; i < notice.size(); ++i) {
+        if (StartsWithNoCase(notice.substr(i), "x-Notice: 2101")) {
             return RTSP_ANNOUNCE_2101;
         }
-        if (StartsWithNoCase(text.substr(i), "x-Notice: 2102")) {
+        if (StartsWithNoCase(notice.substr(i), "x-Notice: 2102")) {
             return RTSP_ANNOUNCE_2102;
         }
     }

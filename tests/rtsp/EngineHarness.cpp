@@ -1,6 +1,9 @@
 #include "rtsp/EngineHarness.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
+#include <thread>
 
 #include "base/BoundedCopy.h"
 
@@ -78,8 +81,31 @@ int EngineSession::Request(eRtspRequestType type, const char* text, const char* 
     return engine.RTSPRequest(&m_request);
 }
 
+double CpuSecondsOver(std::chrono::milliseconds wait) {
+    auto seconds = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        auto of = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
+        return of(usage.ru_utime) + of(usage.ru_stime);
+    };
+    const double before = seconds();
+    std::this_thread::sleep_for(wait);
+    return seconds() - before;
+}
+
 std::string AsText(const rtspserver::Bytes& bytes) {
     return {bytes.begin(), bytes.end()};
+}
+
+std::string LeftAfterTwoPieces(std::string_view bytes, size_t cut,
+                               const std::function<bool(std::string_view&)>& take) {
+    std::string left;
+    bool done = false;
+    for (std::string_view in : {bytes.substr(0, cut), bytes.substr(cut)}) {
+        done = done || take(in);
+        left += in;
+    }
+    return left;
 }
 
 rtspserver::Bytes RtpPacketOfSize(size_t size, uint16_t sequence) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -66,7 +67,15 @@ long MillisecondsOf(Action action) {
                                  .count());
 }
 
+// Processor time (user and system) the whole process used while the caller slept 'wait':
+// a thread that spins shows here.
+double CpuSecondsOver(std::chrono::milliseconds wait);
+
 std::string AsText(const rtspserver::Bytes& bytes);
+// Gives 'bytes' cut in two at 'cut' to 'take', piece by piece, as long as it returns false
+// (not done yet); returns what it left of the bytes.
+std::string LeftAfterTwoPieces(std::string_view bytes, size_t cut,
+                               const std::function<bool(std::string_view&)>& take);
 // An RTP packet of 'size' bytes (more than its header) whose payload holds no "$".
 rtspserver::Bytes RtpPacketOfSize(size_t size, uint16_t sequence = 0);
 

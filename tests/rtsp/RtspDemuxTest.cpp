@@ -2,12 +2,17 @@
 // RTSP stream, framing errors, RTCP, the server's notices, traffic and the receiver report.
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <numeric>
 
 #include "rtsp/EngineHarness.h"
 
 using namespace playersdk::test;
 using namespace playersdk::rtspserver;
+using namespace std::chrono_literals;
+using namespace std::string_literals;
 
 namespace {
 using Packets = std::vector<std::string>;
@@ -49,6 +54,43 @@ TEST(InterleavedDemux, Length1500AudioOnAVideoSessionAndUnknownChannelsAreSkippe
     ASSERT_TRUE(s.reports.WaitFor(RTSP_RTP_DATA, 0, 2));
     Pause();
     EXPECT_EQ(s.reports.media(RTSP_RTP_DATA), (Packets{AsText(longest), AsText(after)}));
+}
+
+TEST(InterleavedDemux, SplitLengthAndFramesShorterThanTwoBytesNeitherLoseNorEndAnything) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    Bytes first = RtpPacketOfSize(200, 1), second = RtpPacketOfSize(300, 2);
+    s.peer().SendInterleaved(0, first, {1, 2, 3});  // the length bytes in two reads
+    s.peer().Send("$\0\0\0$\0\0\1x"s);
+    s.peer().SendInterleaved(0, second);
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTP_DATA, 0, 2));
+    Pause();
+    EXPECT_EQ(s.reports.media(RTSP_RTP_DATA), (Packets{AsText(first), AsText(second)}));
+    EXPECT_EQ(s.reports.kinds().size(), 3u);
+}
+
+TEST(InterleavedDemux, AllFramesOfOneReadAreDeliveredInOnePass) {
+    int fds[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+    ReportLog reports;
+    CRtsp engine;
+    engine.m_rtsp_socket = fds[0];  // closed by the engine
+    engine.m_rtsp_state = eWaitRTPPkt;
+    engine.m_sdpinfo.pNetPlay = &reports;
+    engine.m_sdpinfo.pCon = &engine;
+    engine.m_RTSPNotifyHandle = &ReportLog::Handle;
+    Packets sent;
+    std::string stream;
+    for (uint16_t i = 0; i < 40; ++i) {
+        Bytes packet = RtpPacketOfSize(1400, i);
+        sent.push_back(AsText(packet));
+        stream += AsText(BuildInterleavedFrame(0, packet));
+    }
+    ASSERT_EQ(write(fds[1], stream.data(), stream.size()), static_cast<ssize_t>(stream.size()));
+    EXPECT_EQ(engine.m_reader.ReadOnce(fds[0]), static_cast<ssize_t>(stream.size()));
+    engine.dealRtpAndRtcpPack();
+    EXPECT_EQ(reports.media(RTSP_RTP_DATA), sent);
+    close(fds[1]);
 }
 
 TEST(InterleavedDemux, RtcpIsDeliveredUncountedAndByeEndsTheSession) {
@@ -102,6 +144,30 @@ TEST(ServerNotice, OnlyTheEndOfStreamNoticeIsAnsweredOkAndEndsTheSession) {
     Pause();
     EXPECT_EQ(s.reports.kinds(),
               (ReportKinds{{RTSP_PLAY_REPLAY, 0}, {RTSP_RTP_DATA, 0}, {RTSP_RTCP_DATA, 6}}));
+}
+
+TEST(ServerNotice, NoticeSplitAcrossReadsIsPutTogetherAndEndsTheStream) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    const std::string notice =
+        BuildServerRequest("ANNOUNCE", s.url(), 1, "12345678", {"x-Notice: 2101"});
+    s.peer().Send(notice, {3, notice.find("2101") + 2, notice.size() - 1});
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_RTCP_DATA, 6));
+    ASSERT_TRUE(s.server.records().WaitForMessages(4));
+    EXPECT_EQ(s.server.records().messages().back().raw,
+              "RTSP/1.0 200 ok\r\nCSeq: 4\r\nSession: 12345678\r\n\r\n");
+}
+
+TEST(ServerNotice, AnnounceFollowedBySilenceEndsTheSessionAtTheSilenceTimeOutWithoutSpinning) {
+    EngineSession s;
+    ASSERT_TRUE(s.StartPlaying());
+    s.peer().Send("ANNOUNCE");
+    EXPECT_LT(CpuSecondsOver(1000ms), 0.2);
+    AdvanceLibraryClock(47000);  // with the second just waited, short of the time-out
+    EXPECT_EQ(s.reports.kinds(), (ReportKinds{{RTSP_PLAY_REPLAY, 0}}));
+    AdvanceLibraryClock(3000);
+    ASSERT_TRUE(s.reports.WaitFor(RTSP_STREAM_CUT, 1));
+    EXPECT_EQ(s.reports.kinds(), (ReportKinds{{RTSP_PLAY_REPLAY, 0}, {RTSP_STREAM_CUT, 1}}));
 }
 
 TEST(ReceiverReport, IsFramedOnChannelOneAndOversizedOnesAreRefused) {
