@@ -158,6 +158,32 @@ TEST(PicturePacketizer, H264KeyFramesStartWithTheParameterSetsAndBigSlicesTravel
     }
 }
 
+TEST(PicturePacketizer, SmallSlicesTravelInTwoFragmentsWhenEverySliceIsFragmented) {
+    const std::vector<EncodedPicture> pictures = EncodeFrames(VideoCodec::kH264, 3, -1);
+    ASSERT_EQ(pictures.size(), 3u);
+    CPicturePacketizer packetizer(VideoCodec::kH264, ConfigOf(VideoCodec::kH264), kDefaultSsrc,
+                                  kMaxRtpPayload, true);
+    for (const EncodedPicture& picture : pictures) {
+        const std::vector<Bytes> packets = packetizer.Packetize(picture, 0);
+        size_t fragments = 0;
+        for (const Bytes& packet : packets) {
+            const Bytes payload = Parse(packet).payload;
+            EXPECT_LE(payload.size(), kMaxRtpPayload);
+            EXPECT_NE(payload[0] & 0x1F, 1) << "a slice in a single NAL unit packet";
+            fragments += (payload[0] & 0x1F) == kFuA;
+        }
+        EXPECT_GE(fragments, 2u);
+        std::vector<Bytes> slices;
+        for (const NalUnit& unit : AnnexBUnits(picture.bytes)) {
+            if (unit.type() == 1 || unit.type() == 5) {
+                slices.push_back(unit.bytes());
+            }
+        }
+        EXPECT_EQ(JoinSlices(packets), slices);
+    }
+    ASSERT_LT(pictures[1].bytes.size(), kMaxRtpPayload) << "the case needs a small slice";
+}
+
 TEST(PicturePacketizer, Mpeg4PicturesAreCutIntoPiecesThatJoinBackWhole) {
     const std::vector<EncodedPicture> pictures = EncodeFrames(VideoCodec::kMpeg4, 2, -1);
     ASSERT_EQ(pictures.size(), 2u);

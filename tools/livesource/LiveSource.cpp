@@ -34,6 +34,27 @@ std::string Hex(const Bytes& bytes, size_t from = 0, size_t count = SIZE_MAX) {
 }
 }  // namespace
 
+std::string BuildSourceSdp(const LiveSourceOptions& source, const std::vector<uint8_t>& config) {
+    rtspserver::SdpOptions options;
+    options.frameRate = static_cast<unsigned>(source.fps);
+    options.width = source.width;
+    options.height = source.height;
+    if (source.codec == VideoCodec::kMpeg4) {
+        return rtspserver::BuildMpeg4Sdp(Hex(config), options);
+    }
+    std::string sets;
+    for (const NalUnit& unit : AnnexBUnits(config)) {
+        if (unit.type() == kNalSps && unit.size >= 4) {
+            options.profileLevelId = Hex(unit.bytes(), 1, 3);
+        }
+        if (unit.type() == kNalSps || unit.type() == kNalPps) {
+            sets += (sets.empty() ? "" : ",") + Base64(unit.bytes());
+        }
+    }
+    options.spropParameterSets = sets;
+    return rtspserver::BuildH264Sdp(options);
+}
+
 CLiveSource::CLiveSource(LiveSourceOptions options) : m_options(options) {}
 
 CLiveSource::~CLiveSource() {
@@ -47,7 +68,7 @@ bool CLiveSource::Start(uint16_t port) {
     }
     m_packetizer = std::make_unique<CPicturePacketizer>(m_options.codec, m_encoder.config(),
                                                         m_server.script().defaults().ssrc);
-    m_sdp = BuildSdp();
+    m_sdp = BuildSourceSdp(m_options, m_encoder.config());
     m_server.script().SetSdp(m_sdp);
     m_server.SetAnsweredHook([this](size_t connection, const rtspserver::ReceivedMessage& request,
                                     int status) { OnAnswered(connection, request, status); });
@@ -80,28 +101,6 @@ void CLiveSource::Stop() {
 size_t CLiveSource::clientCount() const {
     std::lock_guard<std::mutex> lock(m_clientsMutex);
     return m_clients.size();
-}
-
-std::string CLiveSource::BuildSdp() const {
-    rtspserver::SdpOptions options;
-    options.frameRate = static_cast<unsigned>(m_options.fps);
-    options.width = m_options.width;
-    options.height = m_options.height;
-    const Bytes& config = m_encoder.config();
-    if (m_options.codec == VideoCodec::kMpeg4) {
-        return rtspserver::BuildMpeg4Sdp(Hex(config), options);
-    }
-    std::string sets;
-    for (const NalUnit& unit : AnnexBUnits(config)) {
-        if (unit.type() == kNalSps && unit.size >= 4) {
-            options.profileLevelId = Hex(unit.bytes(), 1, 3);
-        }
-        if (unit.type() == kNalSps || unit.type() == kNalPps) {
-            sets += (sets.empty() ? "" : ",") + Base64(unit.bytes());
-        }
-    }
-    options.spropParameterSets = sets;
-    return rtspserver::BuildH264Sdp(options);
 }
 
 // A client is streamed to from the moment it has read the answer to its PLAY, until it

@@ -32,6 +32,11 @@ struct LiveSourceOptions {
     int gop = 25;  // a key frame every second besides those made for new clients
 };
 
+// The SDP a source with these options serves for its encoder's configuration ('config' as
+// CVideoEncoder::config gives it): H.264 with its parameter sets and profile, or MPEG-4 with
+// its configuration; frame rate and picture size from the options.
+std::string BuildSourceSdp(const LiveSourceOptions& options, const std::vector<uint8_t>& config);
+
 class CLiveSource {
 public:
     using Bytes = rtspserver::Bytes;
@@ -63,7 +68,6 @@ private:
     };
     using Clock = std::chrono::steady_clock;
 
-    std::string BuildSdp() const;
     void OnAnswered(size_t connection, const rtspserver::ReceivedMessage& request, int status);
     void Run();
     void SendNextFrame();

@@ -20,9 +20,10 @@ bool IsSlice(const NalUnit& unit) {
 }  // namespace
 
 CPicturePacketizer::CPicturePacketizer(VideoCodec codec, const std::vector<uint8_t>& config,
-                                       uint32_t ssrc, size_t maxPayload)
+                                       uint32_t ssrc, size_t maxPayload, bool fragmentEverySlice)
     : m_codec(codec),
       m_maxPayload(std::max<size_t>(maxPayload, 3)),
+      m_fragmentEverySlice(fragmentEverySlice),
       m_builder(codec == VideoCodec::kH264 ? kH264PayloadType : kMpeg4PayloadType, ssrc) {
     for (const NalUnit& unit : AnnexBUnits(config)) {
         if (unit.type() == kNalSps) {
@@ -49,8 +50,13 @@ std::vector<CPicturePacketizer::Bytes> CPicturePacketizer::Packetize(const Encod
         packets.push_back(m_builder.Next(rtpgen::StapA(m_sps, m_pps), timestamp, false));
     }
     for (size_t i = 0; i < slices.size(); ++i) {
+        // Two fragments of a small slice each carry half its body behind the two FU bytes.
+        const size_t halves = 2 + slices[i].size / 2;
+        const size_t maxPayload = m_fragmentEverySlice
+                                      ? std::max<size_t>(std::min(m_maxPayload, halves), 3)
+                                      : m_maxPayload;
         for (Bytes& packet : m_builder.PacketizeH264Nal(slices[i].data, slices[i].size, timestamp,
-                                                        i + 1 == slices.size(), m_maxPayload)) {
+                                                        i + 1 == slices.size(), maxPayload)) {
             packets.push_back(std::move(packet));
         }
     }

@@ -22,10 +22,13 @@ class CPicturePacketizer {
 public:
     using Bytes = rtspserver::Bytes;
 
-    // 'config' is the encoder's: the H.264 parameter sets are taken from it.
+    // 'config' is the encoder's: the H.264 parameter sets are taken from it. With
+    // 'fragmentEverySlice' a slice that would fit one packet goes in two FU-A fragments too,
+    // so that every access unit arrives as a high-rate camera sends it (a receiver may end a
+    // frame at a single NAL unit packet).
     CPicturePacketizer(VideoCodec codec, const std::vector<uint8_t>& config,
-                       uint32_t ssrc = rtspserver::kDefaultSsrc,
-                       size_t maxPayload = kMaxRtpPayload);
+                       uint32_t ssrc = rtspserver::kDefaultSsrc, size_t maxPayload = kMaxRtpPayload,
+                       bool fragmentEverySlice = false);
 
     // The packets of one picture, numbered on from the last call.
     std::vector<Bytes> Packetize(const EncodedPicture& picture, uint32_t timestamp);
@@ -35,6 +38,7 @@ private:
 
     const VideoCodec m_codec;
     const size_t m_maxPayload;
+    const bool m_fragmentEverySlice;
     Bytes m_sps;
     Bytes m_pps;
     rtspserver::RtpPacketBuilder m_builder;
