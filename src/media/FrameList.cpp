@@ -39,20 +39,18 @@ CFrameList::~CFrameList() {
 int CFrameList::InsertPacket(PacketList* packet) {
     m_iDisorderPkt = 0;
     m_iJudgePkt = 0;
-    const uint32_t seq = packet->head.seq;
+    const uint16_t seq = packet->head.seq;
     if (m_ptListHead == nullptr) {
         m_FirstSeq = seq;
         packettype = packet->head.pt;
         ts = packet->head.ts;
         m_bLostFlag = 0;
         playersdk::RingAppend(m_ptListHead, packet);
-    } else if (m_ptListHead->pPre->head.seq < seq) {
-        // Plain 16-bit comparison: no wrap-around here.
+    } else if (SeqBefore(m_ptListHead->pPre->head.seq, seq)) {
         playersdk::RingAppend(m_ptListHead, packet);
     } else {
         PacketList* at = WalkBackFrom(seq);
         if (at->head.seq == seq) {
-            // A duplicate is only recognised against the packet where the walk stopped.
             FreePacket(packet);
             return 1;
         }
@@ -76,21 +74,20 @@ int CFrameList::InsertPacket(PacketList* packet) {
     return 1;
 }
 
-// Walks back from the tail while the packets' numbers are greater than seq, never past the
-// head.
-PacketList* CFrameList::WalkBackFrom(uint32_t seq) const {
+// Walks back from the tail while the packets come after seq, never past the head: the walk
+// stops at the packet seq belongs behind, at a copy of it, or at the head.
+PacketList* CFrameList::WalkBackFrom(uint16_t seq) const {
     PacketList* at = m_ptListHead->pPre;
-    while (at->head.seq > seq && at != m_ptListHead) {
+    while (at != m_ptListHead && SeqBefore(seq, at->head.seq)) {
         at = at->pPre;
     }
     return at;
 }
 
-// A walk that stopped at the head puts the new packet in front of it, whatever the head's own
-// number: a packet that belongs between the first and the second one lands first. This is
-// deliberate; the completeness test counts on m_FirstSeq being the head's number.
+// Packets are kept in serial order, across the 16-bit wrap: a packet that belongs between the
+// head and the second packet goes there, one earlier than the head becomes the head.
 void CFrameList::LinkBehind(PacketList* at, PacketList* packet) {
-    if (at != m_ptListHead) {
+    if (SeqBefore(at->head.seq, packet->head.seq)) {
         playersdk::RingInsertAfter(m_ptListHead, at, packet);
         return;
     }
@@ -106,9 +103,10 @@ int CFrameList::JudgePacketListState() {
     if (!m_bMarkFlag) {
         return FRAME_WAITING;
     }
-    // Only the count is compared with the span: a run across the 16-bit wrap never passes,
-    // and a reordered list whose span happens to match is joined in its list order.
-    if (static_cast<DWORD>(m_LastSeq - m_FirstSeq) == m_uPtCount - 1) {
+    // The packets are in serial order without copies, so a 16-bit span that matches the count
+    // means that no number is missing, also across the wrap.
+    const uint16_t span = static_cast<uint16_t>(m_LastSeq - m_FirstSeq);
+    if (static_cast<DWORD>(span) == m_uPtCount - 1) {
         JoinPayloads();
         return FRAME_COMPLETE;
     }
@@ -117,6 +115,51 @@ int CFrameList::JudgePacketListState() {
     }
     ++m_iDisorderPkt;
     return FRAME_WAITING;
+}
+
+bool CFrameList::EndsBefore(uint16_t seq) const {
+    return m_bMarkFlag && SeqBefore(static_cast<uint16_t>(m_LastSeq), seq);
+}
+
+bool CFrameList::HoldsPacketsAfter(uint16_t seq) const {
+    return m_ptListHead != nullptr && SeqBefore(seq, m_ptListHead->pPre->head.seq);
+}
+
+void CFrameList::MovePacketsAfter(uint16_t seq, CFrameList& later) {
+    while (HoldsPacketsAfter(seq)) {
+        PacketList* packet = m_ptListHead->pPre;
+        playersdk::RingUnlink(m_ptListHead, packet);
+        --m_uPtCount;
+        if (packet->pRealBuf != nullptr) {
+            m_uPtTotalLen -= static_cast<uint32_t>(packet->length);
+        }
+        playersdk::RingPushFront(later.m_ptListHead, packet);
+        later.CountMovedPacket(*packet);
+    }
+    RecountMarker();
+    later.RecountMarker();
+    later.ts = ts;
+    later.extend = extend;
+    later.packettype = packettype;
+}
+
+void CFrameList::CountMovedPacket(const PacketList& packet) {
+    m_FirstSeq = packet.head.seq;
+    ++m_uPtCount;
+    if (packet.pRealBuf != nullptr) {
+        m_uPtTotalLen += static_cast<uint32_t>(packet.length);
+    }
+}
+
+// The marker of a frame cut in two is its last marker packet in sequence order.
+void CFrameList::RecountMarker() {
+    m_bMarkFlag = 0;
+    for (PacketList* packet = m_ptListHead; packet != nullptr; packet = packet->pNext) {
+        if (packet->head.m) {
+            m_bMarkFlag = 1;
+            m_LastSeq = packet->head.seq;
+        }
+    }
 }
 
 void CFrameList::JoinPayloads() {

@@ -17,10 +17,9 @@ public:
     // packet, and with a marker but a sequence gap.
     static constexpr int kJudgeLimit = 200;
     static constexpr int kDisorderLimit = 20;
-    // Every packet of a source carries the same frame key, and each insertion restarts the
-    // wait counts: after a lost packet or the 16-bit sequence wrap a frame that can never
-    // complete would take in the whole stream. No real frame holds this many packets
-    // (about 5.7 MB of payload), so such a frame is given up and the stream starts afresh.
+    // Every packet of a source carries the same frame key and each insertion restarts the
+    // wait counts, so a frame whose marker never comes would take in the whole stream. No real
+    // frame holds this many packets (about 5.7 MB of payload): such a frame is given up.
     static constexpr DWORD kMaxPackets = 4096;
 
     CFrameList();
@@ -33,6 +32,15 @@ public:
     int InsertPacket(PacketList* packet);
     // FRAME_WAITING, FRAME_COMPLETE (joined payload in m_FrameBuf) or FRAME_GIVEN_UP.
     int JudgePacketListState();
+
+    // True when the frame's marker packet has arrived and seq comes after it: such a packet
+    // belongs to a later frame.
+    bool EndsBefore(uint16_t seq) const;
+    // True when the frame holds a packet that comes after seq.
+    bool HoldsPacketsAfter(uint16_t seq) const;
+    // Moves the packets that come after seq, in order, to the empty frame 'later'. Used when a
+    // late marker packet shows that they belong to the next frame.
+    void MovePacketsAfter(uint16_t seq, CFrameList& later);
 
     CFrameList* pNext;
     CFrameList* pPre;  // the first frame's pPre points at the last frame
@@ -57,10 +65,20 @@ public:
     WORD MaxSeq;
 
 private:
-    PacketList* WalkBackFrom(uint32_t seq) const;
+    PacketList* WalkBackFrom(uint16_t seq) const;
     void LinkBehind(PacketList* at, PacketList* packet);
     void JoinPayloads();
+    // Takes the counts and the marker of a packet moved in from another frame.
+    void CountMovedPacket(const PacketList& packet);
+    void RecountMarker();
 };
+
+// Sequence numbers in serial order: a comes before b when b is 1 to 32767 counts after it, so
+// 65535 comes before 0.
+inline bool SeqBefore(uint16_t a, uint16_t b) {
+    const uint16_t ahead = static_cast<uint16_t>(b - a);
+    return ahead != 0 && ahead < 0x8000;
+}
 
 // The rank of v near the 32-bit wrap: values in the lowest 65,535 counts rank below zero.
 unsigned long GetUINTCritical(unsigned long v);

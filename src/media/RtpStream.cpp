@@ -78,7 +78,10 @@ CRtpStream::CRtpStream()
       m_RecordFile(nullptr),
       m_bRecordPrepare(0),
       m_RecordType(0),
-      m_pFrameList(nullptr) {
+      m_pFrameList(nullptr),
+      m_bDoneSeqValid(false),
+      m_DoneSeq(0),
+      m_DoneKey(0) {
     m_LocalRtpHead.VERSION = kRtpVersion;
     m_LocalRtpHead.seq = 1;
     m_LocalRtpHead.ssrc = rand();
@@ -224,43 +227,94 @@ void CRtpStream::MeasureFrameInterval(const PacketList& packet) {
     }
 }
 
+// Every packet of a source carries the same key, so a frame ends at its marker packet: a packet
+// after the marker starts or joins a later frame, one before it still joins it.
 CFrameList* CRtpStream::GetFrameNode(PacketList* packet) {
     const DWORD key = packet->head.ts;
+    const uint16_t seq = packet->head.seq;
     if (m_pFrameList != nullptr && IsUINTALittleB(key, m_pFrameList->ts)) {
         return nullptr;
     }
+    if (IsLate(key, seq)) {
+        return nullptr;
+    }
     for (CFrameList* frame = m_pFrameList; frame != nullptr; frame = frame->pNext) {
-        if (frame->ts == key) {
+        if (frame->ts == key && !frame->EndsBefore(seq)) {
+            if (packet->head.m && frame->HoldsPacketsAfter(seq)) {
+                SplitAtLateMarker(frame, *packet);
+            }
             return frame;
         }
     }
+    CFrameList* frame = NewFrame(*packet);
+    if (frame != nullptr) {
+        LinkFrame(frame);
+    }
+    return frame;
+}
+
+// A packet before the marker of the last complete frame belongs to a frame already handed on
+// (or given up) and is dropped. One far behind it starts a new run of numbers: the frames of
+// the old run can never complete and are given up. A packet with the very number of that
+// marker starts a new frame, so that a source sending one packet over and over (a test
+// pattern, a still picture) keeps being shown.
+bool CRtpStream::IsLate(DWORD key, uint16_t seq) {
+    if (!m_bDoneSeqValid || key != m_DoneKey) {
+        return false;
+    }
+    const uint16_t behind = static_cast<uint16_t>(m_DoneSeq - seq);
+    if (behind != 0 && behind < kLateWindow) {
+        return true;
+    }
+    if (behind < 0x8000) {
+        GiveUpFramesBefore(nullptr, key);
+        m_bDoneSeqValid = false;
+    }
+    return false;
+}
+
+CFrameList* CRtpStream::NewFrame(const PacketList& packet) {
     CFrameList* frame = new (std::nothrow) CFrameList();
     if (frame == nullptr) {
         return nullptr;
     }
     ++m_iFrameCount;
-    frame->extend = packet->head.extent;
-    frame->ts = key;
-    frame->packettype = packet->head.pt;
+    frame->extend = packet.head.extent;
+    frame->ts = packet.head.ts;
+    frame->packettype = packet.head.pt;
     frame->m_FrameBuf.getbuf(kFramePresize);
-    LinkFrame(frame);
     return frame;
 }
 
-// Frames stay in key order. The caller has made sure the key is not earlier than the first
-// frame's, so the backward walk never needs to insert in front of it.
+// Frames stay in key order, and the frames of one key in the order of their packets: a new
+// frame goes behind every frame whose key is not later than its own. The caller has made sure
+// the key is not earlier than the first frame's, so the walk never inserts in front of it.
 void CRtpStream::LinkFrame(CFrameList* frame) {
-    if (m_pFrameList == nullptr || IsUINTALittleB(m_pFrameList->pPre->ts, frame->ts)) {
+    if (m_pFrameList == nullptr || !IsUINTALittleB(frame->ts, m_pFrameList->pPre->ts)) {
         playersdk::RingAppend(m_pFrameList, frame);
         return;
     }
     CFrameList* at = m_pFrameList->pPre;
-    while (at != m_pFrameList && !IsUINTALittleB(at->ts, frame->ts)) {
+    while (at != m_pFrameList && IsUINTALittleB(frame->ts, at->ts)) {
         at = at->pPre;
     }
     playersdk::RingInsertAfter(m_pFrameList, at, frame);
 }
 
+// A marker packet that arrives after packets of the next frame ends its own frame there: the
+// packets after it move to a frame of their own, right behind.
+void CRtpStream::SplitAtLateMarker(CFrameList* frame, const PacketList& packet) {
+    CFrameList* later = NewFrame(packet);
+    if (later == nullptr) {
+        return;
+    }
+    frame->MovePacketsAfter(packet.head.seq, *later);
+    playersdk::RingInsertAfter(m_pFrameList, frame, later);
+}
+
+// The repaired reassembly keeps what an in-order stream sees: the same frames, joined bytes,
+// order, counters and decoder calls. Frames are ended by their markers, ordered across the
+// sequence wrap, and one that cannot complete is given up as soon as a later one completes.
 void CRtpStream::JudgeFrames() {
     CFrameList* frame = m_pFrameList;
     while (frame != nullptr) {
@@ -270,12 +324,35 @@ void CRtpStream::JudgeFrames() {
             frame = next;
             continue;
         }
-        // A complete frame that no handler takes is judged again at once, and so delivered
-        // again, until the judgement limit gives it up. Deliberate.
-        if (state == FRAME_COMPLETE && !DeliverFrame(*frame)) {
-            continue;
+        if (state == FRAME_COMPLETE) {
+            FinishRun(*frame);
+            // A complete frame that no handler takes is judged again at once, and so delivered
+            // again, until the judgement limit gives it up. Deliberate.
+            if (!DeliverFrame(*frame)) {
+                continue;
+            }
         }
         RemoveFrame(frame);
+        frame = next;
+    }
+}
+
+// Frames of the same key before a complete one can no longer be handed on in order.
+void CRtpStream::FinishRun(const CFrameList& complete) {
+    GiveUpFramesBefore(&complete, complete.ts);
+    m_bDoneSeqValid = true;
+    m_DoneSeq = static_cast<uint16_t>(complete.m_LastSeq);
+    m_DoneKey = complete.ts;
+}
+
+// Gives up the frames of 'key' in front of 'stop' (all of them when stop is null).
+void CRtpStream::GiveUpFramesBefore(const CFrameList* stop, DWORD key) {
+    CFrameList* frame = m_pFrameList;
+    while (frame != nullptr && frame != stop) {
+        CFrameList* next = frame->pNext;
+        if (frame->ts == key) {
+            RemoveFrame(frame);
+        }
         frame = next;
     }
 }
@@ -328,6 +405,7 @@ void CRtpStream::DestroyFrames() {
     while (m_pFrameList != nullptr) {
         RemoveFrame(m_pFrameList);
     }
+    m_bDoneSeqValid = false;
 }
 
 void CRtpStream::VideoProcess(char* buf, int len, long long ts) {

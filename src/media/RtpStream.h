@@ -165,12 +165,26 @@ public:
     CFrameList* m_pFrameList;
 
 private:
+    // How far behind the marker of the last complete frame a packet is still taken for a late
+    // copy; a packet further behind means that the source began a new run of numbers.
+    static constexpr uint16_t kLateWindow = 100;
+
+    // The marker of the last complete frame, for the key it had: packets before it come late.
+    bool m_bDoneSeqValid;
+    uint16_t m_DoneSeq;
+    DWORD m_DoneKey;
+
     bool LocatePayload(unsigned char* datagram, int len, PacketList& packet);
     bool RewriteH264(PacketList& packet);
     void NoteFirstPacket(const PacketList& packet);
     void MeasureFrameInterval(const PacketList& packet);
+    bool IsLate(DWORD key, uint16_t seq);
+    CFrameList* NewFrame(const PacketList& packet);
     void LinkFrame(CFrameList* frame);
+    void SplitAtLateMarker(CFrameList* frame, const PacketList& packet);
     void JudgeFrames();
+    void FinishRun(const CFrameList& complete);
+    void GiveUpFramesBefore(const CFrameList* stop, DWORD key);
     bool DeliverFrame(CFrameList& frame);
     void ReportLossIfWaiting(const CFrameList& frame);
     void RemoveFrame(CFrameList* frame);

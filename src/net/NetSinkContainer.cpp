@@ -1,9 +1,12 @@
 #include "net/NetSinkContainer.h"
 
 #include <errno.h>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <new>
 #include <vector>
@@ -13,7 +16,36 @@
 #include "net/NetSink.h"
 
 namespace {
-constexpr long kRoundTimeoutUs = 20000;
+// The longest wait of a round with sockets registered: a duty made due by moving the test
+// clock forward runs within this time.
+constexpr DWORD kMaxWaitMs = 100;
+
+struct Duty {
+    DWORD period;
+    void (CNetSinkContainer::*run)();
+    DWORD lastRun;
+};
+using Duties = std::array<Duty, 4>;
+
+// A duty runs once more than its period has passed since its last run.
+DWORD MsUntilNextDuty(const Duties& duties, DWORD now) {
+    DWORD wait = kMaxWaitMs;
+    for (const Duty& duty : duties) {
+        const DWORD elapsed = now - duty.lastRun;
+        wait = std::min(wait, elapsed > duty.period ? 0 : duty.period - elapsed + 1);
+    }
+    return wait;
+}
+
+void RunDueDuties(CNetSinkContainer& container, Duties& duties) {
+    const DWORD now = GetTickCount();
+    for (Duty& duty : duties) {
+        if (now - duty.lastRun > duty.period) {
+            (container.*duty.run)();
+            duty.lastRun = now;
+        }
+    }
+}
 
 // The four sockets of a sink in the order they are registered and unregistered.
 std::array<int, 4> SocketsOf(CNetSink* sink) {
@@ -37,7 +69,10 @@ CNetSinkContainer::CNetSinkContainer()
       m_RecvThread(0),
       m_RecvThreadid(0),
       m_UserData(0),
-      m_serverip{} {
+      m_serverip{},
+      m_WakeFd(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      m_uWakeUps(0),
+      m_uIdleWaits(0) {
     // Made here rather than in Init, so that a container destroyed without Init is sound.
     sem_init(&m_semExit, 0, 0);
     pthread_mutex_init(&m_mutexSink, nullptr);
@@ -45,8 +80,12 @@ CNetSinkContainer::CNetSinkContainer()
 
 CNetSinkContainer::~CNetSinkContainer() {
     sem_post(&m_semExit);
+    WakeLoop();
     if (m_RecvThread != 0) {
         pthread_join(m_RecvThread, nullptr);
+    }
+    if (m_WakeFd >= 0) {
+        close(m_WakeFd);
     }
     sem_destroy(&m_semExit);
     pthread_mutex_destroy(&m_mutexSink);
@@ -83,6 +122,7 @@ void CNetSinkContainer::AddNetSink(CNetSink* sink) {
             m_SocketSet.fdset(s);
         }
     }
+    WakeLoop();
 }
 
 void CNetSinkContainer::RemoveSink(CNetSink* sink) {
@@ -110,6 +150,7 @@ void CNetSinkContainer::RemoveSink(CNetSink* sink) {
     *link = node->pNext;
     delete sink;
     delete node;
+    WakeLoop();
 }
 
 CNetSink* CNetSinkContainer::GetSinkBySocket(int s) {
@@ -249,38 +290,75 @@ void CNetSinkContainer::ServeReadableSockets(const fd_set& readable, unsigned lo
     }
 }
 
+void CNetSinkContainer::WakeLoop() {
+    if (m_WakeFd < 0) {
+        return;
+    }
+    const uint64_t one = 1;
+    // Only a counter at its limit refuses the write, and then a wake-up is pending anyway.
+    [[maybe_unused]] const ssize_t written = write(m_WakeFd, &one, sizeof(one));
+}
+
+void CNetSinkContainer::TakeWakeUp() {
+    uint64_t count = 0;
+    if (read(m_WakeFd, &count, sizeof(count)) == static_cast<ssize_t>(sizeof(count))) {
+        m_uWakeUps.fetch_add(1);
+    }
+}
+
+void CNetSinkContainer::WaitForWakeUp(int ms) {
+    if (m_WakeFd < 0 && (ms < 0 || ms > static_cast<int>(kMaxWaitMs))) {
+        ms = static_cast<int>(kMaxWaitMs);  // nothing can wake the loop: come round again
+    }
+    pollfd wake{m_WakeFd, POLLIN, 0};
+    if (poll(&wake, 1, ms) > 0 && (wake.revents & POLLIN) != 0) {
+        TakeWakeUp();
+    }
+}
+
+bool CNetSinkContainer::AddWakeUp(fd_set& set) const {
+    if (m_WakeFd < 0 || m_WakeFd >= FD_SETSIZE) {
+        return false;
+    }
+    FD_SET(m_WakeFd, &set);
+    return true;
+}
+
+// Every round waits until a socket is readable, a sink is added or removed, or the next duty
+// falls due (at most kMaxWaitMs); with no socket registered it waits for a wake-up alone. What
+// stays the same: the duties, their periods, their order and their reports, and no duty runs
+// while no socket is registered.
 void CNetSinkContainer::ReceiveLoop() {
-    // Armed once, before the loop: select() leaves the time it did not wait in here, so after
-    // the first round that times out every later round polls without waiting. Deliberate.
-    timeval timeout{0, kRoundTimeoutUs};
-    struct Duty {
-        DWORD period;
-        void (CNetSinkContainer::*run)();
-        DWORD lastRun;
-    };
-    DWORD start = GetTickCount();
-    std::array<Duty, 4> duties{{{1000, &CNetSinkContainer::CalcFlux, start},
-                                {7000, &CNetSinkContainer::SendRtcp, start},
-                                {30000, &CNetSinkContainer::SendNetHole, start},
-                                {60000, &CNetSinkContainer::CheckRtcpReport, start}}};
+    const DWORD start = GetTickCount();
+    Duties duties{{{1000, &CNetSinkContainer::CalcFlux, start},
+                   {7000, &CNetSinkContainer::SendRtcp, start},
+                   {30000, &CNetSinkContainer::SendNetHole, start},
+                   {60000, &CNetSinkContainer::CheckRtcpReport, start}}};
     unsigned long pending = 0;
     while (sem_trywait(&m_semExit) != 0) {
         fd_set readable = m_SocketSet.GetFdSet();
         if (m_SocketSet.LiveCount() == 0) {
-            usleep(kRoundTimeoutUs);
+            m_uIdleWaits.fetch_add(1);
+            WaitForWakeUp(-1);
             continue;
         }
-        if (select(m_SocketSet.GetMaxSocket() + 1, &readable, nullptr, nullptr, &timeout) >= 0) {
+        const DWORD waitMs = MsUntilNextDuty(duties, GetTickCount());
+        timeval timeout{static_cast<time_t>(waitMs / 1000),
+                        static_cast<suseconds_t>(waitMs % 1000 * 1000)};
+        const bool wakeable = AddWakeUp(readable);
+        const int nfds = std::max(m_SocketSet.GetMaxSocket(), wakeable ? m_WakeFd : 0) + 1;
+        if (select(nfds, &readable, nullptr, nullptr, &timeout) >= 0) {
+            if (wakeable && FD_ISSET(m_WakeFd, &readable)) {
+                TakeWakeUp();
+            }
             ServeReadableSockets(readable, pending);
+        } else if (errno != EINTR) {
+            // A socket closed after the set was copied fails select() at once: wait instead of
+            // coming straight round again.
+            WaitForWakeUp(static_cast<int>(waitMs));
         }
         m_SocketSet.recreate();
-        DWORD now = GetTickCount();
-        for (Duty& duty : duties) {
-            if (now - duty.lastRun > duty.period) {
-                (this->*duty.run)();
-                duty.lastRun = now;
-            }
-        }
+        RunDueDuties(*this, duties);
     }
 }
 

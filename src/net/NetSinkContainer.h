@@ -51,6 +51,10 @@ public:
     void Report(CNetSink* sink, int code);
     // The body of the receive thread; returns when m_semExit is posted.
     void ReceiveLoop();
+    // Wake-ups the receive loop has taken (a sink was added or removed, or the container is
+    // going away), and the times it began to wait with no socket registered. Read by tests.
+    unsigned long WakeUps() const { return m_uWakeUps.load(); }
+    unsigned long IdleWaits() const { return m_uIdleWaits.load(); }
 
     SinkNode* m_SinkList;
     std::atomic<NetLink_ReportCallBack> m_ReportCallback;
@@ -66,6 +70,18 @@ public:
 private:
     void ServeReadableSockets(const fd_set& readable, unsigned long& pending);
     void ForEachSink(void (CNetSink::*duty)());
+    // Makes the receive loop start a new round at once.
+    void WakeLoop();
+    // Waits up to ms (-1: for ever) for a wake-up only, and takes it.
+    void WaitForWakeUp(int ms);
+    void TakeWakeUp();
+    // Adds the wake-up to a select() read set; false when it cannot be selected on.
+    bool AddWakeUp(fd_set& set) const;
+
+    // An eventfd in the read set of every wait of the receive loop, -1 when none could be made.
+    int m_WakeFd;
+    std::atomic<unsigned long> m_uWakeUps;
+    std::atomic<unsigned long> m_uIdleWaits;
 };
 
 // Thread entry of the receive thread; the argument is the container.

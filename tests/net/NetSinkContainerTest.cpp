@@ -1,6 +1,7 @@
 // The sink container and its receive thread over real sockets on the fixed ports 10000 and up.
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -30,6 +31,13 @@ int Reports(const CNetSink* sink, int code) {
     std::lock_guard<std::mutex> lock(g_reportsMutex);
     return static_cast<int>(std::count(g_reports.begin(), g_reports.end(),
                                        std::make_pair(reinterpret_cast<long>(sink), code)));
+}
+
+double ProcessCpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 std::string LastFrame() {
@@ -260,4 +268,29 @@ TEST_F(SinkContainer, SinksRemovedWhileFloodedNeitherCrashNorReceiveAfterRemoval
     fakedecoder::Reset();
     AddSink(&server);
     FrameThrough(*server.rtp, 10000, "still serving");
+}
+
+// The one timed check: an idle loop waits in select() instead of polling.
+TEST_F(SinkContainer, IdleLoopWithARegisteredSinkUsesUnderOnePercentOfACore) {
+    AddSink(&server);
+    FrameThrough(*server.rtp, 10000, "sync");
+    const double before = ProcessCpuSeconds();
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    EXPECT_LT(ProcessCpuSeconds() - before, 0.02);
+}
+
+TEST_F(SinkContainer, RemovingASinkWakesTheLoopAtOnce) {
+    CNetSink* sink = AddSink(&server);
+    FrameThrough(*server.rtp, 10000, "sync");
+    ASSERT_TRUE(WaitUntil([&] { return container.WakeUps() == 1; }));  // the addition's
+    Remove(sink);
+    EXPECT_TRUE(WaitUntil([&] { return container.WakeUps() == 2; }));
+}
+
+// With no socket registered the loop waits for nothing but a wake-up: without the one that
+// AddNetSink gives, the new sink would never be served.
+TEST_F(SinkContainer, SinkAddedWhileTheLoopWaitsWithoutSocketsGetsItsFirstDatagram) {
+    ASSERT_TRUE(WaitUntil([&] { return container.IdleWaits() == 1; }));
+    AddSink(&server);
+    FrameThrough(*server.rtp, 10000, "first datagram");
 }
