@@ -44,15 +44,13 @@ void CSocketFdSet::fdset(int s) {
     if (s > m_maxsocket.load(std::memory_order_relaxed)) {
         m_maxsocket.store(s, std::memory_order_relaxed);
     }
-    // The first free slot anywhere in the array, not the slot at fd_count: after removals a
-    // socket can land beyond the live part and so drop out of recreate(). Deliberate; there is
-    // no duplicate check either.
-    for (auto& slot : fd_array) {
-        if (slot.load(std::memory_order_relaxed) == 0) {
-            slot.store(s, std::memory_order_relaxed);
-            fd_count.fetch_add(1, std::memory_order_relaxed);
-            return;
-        }
+    // Stored at the end of the live entries, so every added socket is one that recreate() and
+    // the receive thread walk. What stays: no duplicate check, a full set refuses before the
+    // lock, and m_maxsocket only grows.
+    const int count = fd_count.load(std::memory_order_relaxed);
+    if (count < kMaxSockets) {  // filled by another thread since the test above
+        fd_array[count].store(s, std::memory_order_relaxed);
+        fd_count.store(count + 1, std::memory_order_relaxed);
     }
 }
 
@@ -66,11 +64,12 @@ void CSocketFdSet::fdclear(int s) {
         if (fd_array[i].load(std::memory_order_relaxed) != s) {
             continue;
         }
-        // Close the gap; the vacated last slot keeps its old value on purpose.
+        // Close the gap and free the vacated last slot.
         for (int j = i; j < count - 1; ++j) {
             fd_array[j].store(fd_array[j + 1].load(std::memory_order_relaxed),
                               std::memory_order_relaxed);
         }
+        fd_array[count - 1].store(0, std::memory_order_relaxed);
         fd_count.store(--count, std::memory_order_relaxed);
         break;
     }
