@@ -1,5 +1,7 @@
 #include "net/SocketFdSet.h"
 
+#include <time.h>
+
 #include "base/MutexGuard.h"
 
 namespace {
@@ -10,8 +12,13 @@ bool FitsInMask(int s) {
 }
 }  // namespace
 
-CSocketFdSet::CSocketFdSet() : m_maxsocket(0), fd_count(0) {
+CSocketFdSet::CSocketFdSet() : m_maxsocket(0), fd_count(0), m_inRound(false), m_roundEvents(0) {
     pthread_mutex_init(&m_mutexSock, nullptr);
+    pthread_condattr_t attr;
+    pthread_condattr_init(&attr);
+    pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
+    pthread_cond_init(&m_condRound, &attr);
+    pthread_condattr_destroy(&attr);
     for (auto& slot : fd_array) {
         slot.store(0, std::memory_order_relaxed);
     }
@@ -21,6 +28,7 @@ CSocketFdSet::CSocketFdSet() : m_maxsocket(0), fd_count(0) {
 }
 
 CSocketFdSet::~CSocketFdSet() {
+    pthread_cond_destroy(&m_condRound);
     pthread_mutex_destroy(&m_mutexSock);
 }
 
@@ -87,6 +95,7 @@ void CSocketFdSet::fdclear(int s) {
 
 void CSocketFdSet::recreate() {
     playersdk::MutexGuard lock(m_mutexSock);
+    NoteRoundEventLocked(false);
     FD_ZERO(&m_fdset);
     int count = fd_count.load(std::memory_order_relaxed);
     for (int i = 0; i < count; ++i) {
@@ -105,7 +114,32 @@ int CSocketFdSet::getfdcount() {
 fd_set CSocketFdSet::GetFdSet() {
     // Copied under the lock: the mask is a plain structure that application threads change.
     playersdk::MutexGuard lock(m_mutexSock);
+    NoteRoundEventLocked(true);
     return m_fdset;
+}
+
+void CSocketFdSet::NoteRoundEventLocked(bool inRound) {
+    m_inRound = inRound;
+    ++m_roundEvents;
+    pthread_cond_broadcast(&m_condRound);
+}
+
+void CSocketFdSet::WaitForRoundEnd(int waitMs) {
+    timespec deadline{};
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += waitMs / 1000;
+    deadline.tv_nsec += (waitMs % 1000) * 1000000L;
+    if (deadline.tv_nsec >= 1000000000L) {
+        ++deadline.tv_sec;
+        deadline.tv_nsec -= 1000000000L;
+    }
+    playersdk::MutexGuard lock(m_mutexSock);
+    const unsigned long seen = m_roundEvents;
+    while (m_inRound && m_roundEvents == seen) {
+        if (pthread_cond_timedwait(&m_condRound, &m_mutexSock, &deadline) != 0) {
+            return;  // timed out: no receive thread is turning rounds
+        }
+    }
 }
 
 int CSocketFdSet::SocketAt(int index) const {
