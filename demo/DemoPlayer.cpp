@@ -51,7 +51,7 @@ const char* CDemoPlayer::NotificationName(int code) {
     }
 }
 
-bool CDemoPlayer::Open(const std::string& url, long window) {
+bool CDemoPlayer::Open(const std::string& url, long window, int transType) {
     if (m_container == -1) {
         return false;
     }
@@ -59,8 +59,8 @@ bool CDemoPlayer::Open(const std::string& url, long window) {
     m_rateStart = Clock::now();
     std::vector<char> text(url.begin(), url.end());
     text.push_back('\0');
-    m_play =
-        NetPlay_OpenUrl(m_container, text.data(), window, reinterpret_cast<long>(this), nullptr);
+    m_play = NetPlay_OpenUrlEx(m_container, text.data(), window, reinterpret_cast<long>(this),
+                               transType);
     if (m_play == -1) {
         m_phase = Phase::kFailed;
     }

@@ -32,9 +32,10 @@ public:
     CDemoPlayer(const CDemoPlayer&) = delete;
     CDemoPlayer& operator=(const CDemoPlayer&) = delete;
 
-    // Opens the URL over TCP, drawing into 'window' (0: none). False when the library gave no
-    // play: the connection could not be made (it says so with NOTIFY_CONNECT_ERROR at once).
-    bool Open(const std::string& url, long window);
+    // Opens the URL with the RTP transport 'transType' (TT_TCP or TT_UDP), drawing into 'window'
+    // (0: none). False when the library gave no play: the connection could not be made, or no
+    // UDP port pair was free (it says so with NOTIFY_CONNECT_ERROR at once).
+    bool Open(const std::string& url, long window, int transType);
     // Waits until the first picture is decoded, the play fails or ends, or the time is up.
     Phase WaitForFirstPicture(std::chrono::milliseconds timeout);
     // Whether the play has connected at some point (the server answered PLAY).

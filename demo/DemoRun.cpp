@@ -270,9 +270,9 @@ int CDemoRun::RunUrl(long window) {
 
 // Connects and waits for the first decoded picture; kExitOk once there is one.
 int CDemoRun::StartPlay(CDemoPlayer& player, const std::string& url, long window) {
-    m_line.Print("Opening " + url);
+    m_line.Print("Opening " + url + (m_options.udp ? " (RTP over UDP)" : " (RTP over TCP)"));
     const auto start = Clock::now();
-    if (!player.Open(url, window)) {
+    if (!player.Open(url, window, m_options.udp ? TT_UDP : TT_TCP)) {
         m_line.Print("Cannot connect to " + url +
                      ": the connection was refused or could not be made (NOTIFY_CONNECT_ERROR)");
         return kExitConnectFailed;

@@ -243,8 +243,8 @@ long CPlayContainer::StartUrlPlay(char* url, long hWnd, long userdata, int trans
         play->SetDrawCb(m_pDrawCb, m_lDrawPrivate);
     }
     if (transType == TT_UDP) {
-        // The sink is made before InitPlay sets the play's transport, so it gets the
-        // constructor's TCP; this order is how URL plays over UDP work.
+        // The sink and its port pair come first: SETUP offers that pair. When none can be
+        // made, InitPlay finds no sink and the start fails (reported once).
         play->ParseUrl(url);
         play->InitUdp(play->m_server_addr, static_cast<int>(play->m_remote_port));
     }

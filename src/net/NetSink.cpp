@@ -16,38 +16,17 @@
 #include "net/NetHoleMsg.h"
 #include "net/NetSinkContainer.h"
 #include "net/SinkDestination.h"
+#include "net/Sockets.h"
 
 namespace {
 constexpr int kSocketBufferSize = 131072;
 constexpr unsigned long kFirstRtpPort = 10000;
+constexpr unsigned long kLastRtpPort = 65534;
 constexpr unsigned long kTcpHeaderSize = 8;
 constexpr int kRtcpBye = 203;
 constexpr int kRtcpReceiverReport = 201;
 constexpr int kRtcpSenderReport = 200;
 constexpr size_t kRtcpReportSize = 128;
-
-// Binds s to the any-address of its family; ports beyond 65535 never wrap to a real port.
-bool BindAny(int s, int family, unsigned long port) {
-    if (s < 0 || port > 65535) {
-        return false;
-    }
-    sockaddr_storage addr{};
-    socklen_t len = 0;
-    if (family == AF_INET6) {
-        auto* in6 = reinterpret_cast<sockaddr_in6*>(&addr);
-        in6->sin6_family = AF_INET6;
-        in6->sin6_addr = in6addr_any;
-        in6->sin6_port = htons(static_cast<uint16_t>(port));
-        len = sizeof(sockaddr_in6);
-    } else {
-        auto* in4 = reinterpret_cast<sockaddr_in*>(&addr);
-        in4->sin_family = AF_INET;
-        in4->sin_addr.s_addr = htonl(INADDR_ANY);
-        in4->sin_port = htons(static_cast<uint16_t>(port));
-        len = sizeof(sockaddr_in);
-    }
-    return bind(s, reinterpret_cast<sockaddr*>(&addr), len) == 0;
-}
 
 void SetBufferSize(int s, int option) {
     int size = kSocketBufferSize;
@@ -59,45 +38,19 @@ void SetNonBlocking(int s) {
     ioctl(s, FIONBIO, &on);
 }
 
-void CloseSocket(SOCKET& s) {
-    shutdown(s, SHUT_RDWR);
-    close(s);
-    s = -1;
-}
-
-// Both sockets of a UDP pair, on the first free even port from 10000 up with the next port
-// for RTCP. Every search starts at 10000. After a failed RTCP bind the RTP socket is closed
-// and not made again, so the search cannot end; that is how the pair search behaves.
+// Both sockets of a UDP pair. What a server and a SETUP see stays as it was: the first even
+// port from 10000 up whose next port is free for RTCP, every search starting at 10000. A pair
+// whose RTCP port is taken now moves the search on instead of leaving it unable to bind again,
+// and the search ends after the last pair; the pair then has no sockets and no port.
 void MakeUdpPair(int family, RtpPacketPort& pair) {
-    pair.rtpsocket = socket(family, SOCK_DGRAM, 0);
-    pair.rtcpsocket = socket(family, SOCK_DGRAM, 0);
-    if (pair.rtpsocket < 0 || pair.rtcpsocket < 0) {
-        // Without a socket no bind could ever succeed: give up instead of searching.
-        for (SOCKET* s : {&pair.rtpsocket, &pair.rtcpsocket}) {
-            if (*s >= 0) {
-                close(*s);
-            }
-            *s = 0;
-        }
+    playersdk::RtpSocketPair bound;
+    if (!playersdk::OpenRtpSocketPair(family, kFirstRtpPort, kLastRtpPort, bound)) {
         return;
     }
-    unsigned long port = kFirstRtpPort;
-    for (;;) {
-        if (!BindAny(pair.rtpsocket, family, port)) {
-            port += 2;
-            continue;
-        }
-        ++port;
-        if (BindAny(pair.rtcpsocket, family, port)) {
-            break;
-        }
-        if (pair.rtpsocket >= 0) {
-            CloseSocket(pair.rtpsocket);
-        }
-        ++port;
-    }
-    pair.rtpport = static_cast<uint32_t>(port - 1);
-    pair.rtcpport = static_cast<uint32_t>(port);
+    pair.rtpsocket = bound.rtp;
+    pair.rtcpsocket = bound.rtcp;
+    pair.rtpport = static_cast<uint32_t>(bound.rtpPort);
+    pair.rtcpport = static_cast<uint32_t>(bound.rtpPort + 1);
     SetBufferSize(pair.rtpsocket, SO_RCVBUF);
     SetBufferSize(pair.rtcpsocket, SO_SNDBUF);
     SetNonBlocking(pair.rtpsocket);
@@ -288,7 +241,7 @@ int CNetSink::Createsink_db33(unsigned short port) {
     m_TransType = TT_UDP;
     m_Direction = ZU_RCV_ONLY;
     m_RtpPortInfo.rtpsocket = socket(AF_INET, SOCK_DGRAM, 0);
-    if (BindAny(m_RtpPortInfo.rtpsocket, AF_INET, port)) {
+    if (playersdk::BindAnyAddress(m_RtpPortInfo.rtpsocket, AF_INET, port)) {
         int size = kSocketBufferSize;
         setsockopt(static_cast<int>(m_RtpPortInfo.rtpport), SOL_SOCKET, SO_RCVBUF, &size,
                    sizeof(size));
@@ -306,7 +259,7 @@ int CNetSink::ReleaseSocket(unsigned long unused, void* pair) {
     auto& ports = *static_cast<RtpPacketPort*>(pair);
     for (SOCKET* s : {&ports.rtpsocket, &ports.rtcpsocket}) {
         if (*s > 0) {
-            CloseSocket(*s);
+            playersdk::CloseSocket(*s);
         }
     }
     return 0;

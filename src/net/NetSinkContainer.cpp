@@ -47,6 +47,9 @@ void RunDueDuties(CNetSinkContainer& container, Duties& duties) {
     }
 }
 
+// Longer than any round of the receive thread.
+constexpr int kRemoveWaitMs = 1000;
+
 // The four sockets of a sink in the order they are registered and unregistered.
 std::array<int, 4> SocketsOf(CNetSink* sink) {
     return {sink->GetRtpSocket(), sink->GetRtcpSocket(), sink->GetRtpSendSocket(),
@@ -130,27 +133,40 @@ void CNetSinkContainer::RemoveSink(CNetSink* sink) {
         return;
     }
     sink->pause();
-    playersdk::MutexGuard lock(m_mutexSink);
-    // The BYE is built from stream state that the receive thread writes under this lock.
-    sink->SendBye();
-    SinkNode** link = &m_SinkList;
-    while (*link != nullptr && (*link)->sink != sink) {
-        link = &(*link)->pNext;
+    {
+        playersdk::MutexGuard lock(m_mutexSink);
+        // The BYE is built from stream state that the receive thread writes under this lock.
+        sink->SendBye();
+        SinkNode** link = &m_SinkList;
+        while (*link != nullptr && (*link)->sink != sink) {
+            link = &(*link)->pNext;
+        }
+        if (*link == nullptr) {
+            return;
+        }
+        for (int s : SocketsOf(sink)) {
+            if (s > 0) {
+                m_SocketSet.fdclear(s);
+            }
+        }
+        SinkNode* node = *link;
+        *link = node->pNext;
+        delete node;
     }
-    if (*link == nullptr) {
-        return;
-    }
+    // Unlisted, the sink is out of the receive thread's reach. A select() still watching its
+    // sockets would keep them, and their ports, after close(): shutdown wakes that select()
+    // and the sink goes once its round is over, so its ports are free when this returns.
     for (int s : SocketsOf(sink)) {
         if (s > 0) {
-            m_SocketSet.fdclear(s);
+            shutdown(s, SHUT_RDWR);
         }
     }
+    if (m_RecvThread == 0 || !pthread_equal(m_RecvThread, pthread_self())) {
+        WakeLoop();  // a loop waiting for a wake-up alone also comes round
+        m_SocketSet.WaitForRoundEnd(kRemoveWaitMs);  // on its own thread no select() runs
+    }
     sink->DestorySink();
-    SinkNode* node = *link;
-    *link = node->pNext;
     delete sink;
-    delete node;
-    WakeLoop();
 }
 
 CNetSink* CNetSinkContainer::GetSinkBySocket(int s) {

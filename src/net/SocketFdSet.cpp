@@ -1,5 +1,7 @@
 #include "net/SocketFdSet.h"
 
+#include <time.h>
+
 #include "base/MutexGuard.h"
 
 namespace {
@@ -10,8 +12,13 @@ bool FitsInMask(int s) {
 }
 }  // namespace
 
-CSocketFdSet::CSocketFdSet() : m_maxsocket(0), fd_count(0) {
+CSocketFdSet::CSocketFdSet() : m_maxsocket(0), fd_count(0), m_inRound(false), m_roundEvents(0) {
     pthread_mutex_init(&m_mutexSock, nullptr);
+    pthread_condattr_t attr;
+    pthread_condattr_init(&attr);
+    pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
+    pthread_cond_init(&m_condRound, &attr);
+    pthread_condattr_destroy(&attr);
     for (auto& slot : fd_array) {
         slot.store(0, std::memory_order_relaxed);
     }
@@ -21,6 +28,7 @@ CSocketFdSet::CSocketFdSet() : m_maxsocket(0), fd_count(0) {
 }
 
 CSocketFdSet::~CSocketFdSet() {
+    pthread_cond_destroy(&m_condRound);
     pthread_mutex_destroy(&m_mutexSock);
 }
 
@@ -44,15 +52,13 @@ void CSocketFdSet::fdset(int s) {
     if (s > m_maxsocket.load(std::memory_order_relaxed)) {
         m_maxsocket.store(s, std::memory_order_relaxed);
     }
-    // The first free slot anywhere in the array, not the slot at fd_count: after removals a
-    // socket can land beyond the live part and so drop out of recreate(). Deliberate; there is
-    // no duplicate check either.
-    for (auto& slot : fd_array) {
-        if (slot.load(std::memory_order_relaxed) == 0) {
-            slot.store(s, std::memory_order_relaxed);
-            fd_count.fetch_add(1, std::memory_order_relaxed);
-            return;
-        }
+    // Stored at the end of the live entries, so every added socket is one that recreate() and
+    // the receive thread walk. What stays: no duplicate check, a full set refuses before the
+    // lock, and m_maxsocket only grows.
+    const int count = fd_count.load(std::memory_order_relaxed);
+    if (count < kMaxSockets) {  // filled by another thread since the test above
+        fd_array[count].store(s, std::memory_order_relaxed);
+        fd_count.store(count + 1, std::memory_order_relaxed);
     }
 }
 
@@ -66,11 +72,12 @@ void CSocketFdSet::fdclear(int s) {
         if (fd_array[i].load(std::memory_order_relaxed) != s) {
             continue;
         }
-        // Close the gap; the vacated last slot keeps its old value on purpose.
+        // Close the gap and free the vacated last slot.
         for (int j = i; j < count - 1; ++j) {
             fd_array[j].store(fd_array[j + 1].load(std::memory_order_relaxed),
                               std::memory_order_relaxed);
         }
+        fd_array[count - 1].store(0, std::memory_order_relaxed);
         fd_count.store(--count, std::memory_order_relaxed);
         break;
     }
@@ -88,6 +95,7 @@ void CSocketFdSet::fdclear(int s) {
 
 void CSocketFdSet::recreate() {
     playersdk::MutexGuard lock(m_mutexSock);
+    NoteRoundEventLocked(false);
     FD_ZERO(&m_fdset);
     int count = fd_count.load(std::memory_order_relaxed);
     for (int i = 0; i < count; ++i) {
@@ -106,7 +114,32 @@ int CSocketFdSet::getfdcount() {
 fd_set CSocketFdSet::GetFdSet() {
     // Copied under the lock: the mask is a plain structure that application threads change.
     playersdk::MutexGuard lock(m_mutexSock);
+    NoteRoundEventLocked(true);
     return m_fdset;
+}
+
+void CSocketFdSet::NoteRoundEventLocked(bool inRound) {
+    m_inRound = inRound;
+    ++m_roundEvents;
+    pthread_cond_broadcast(&m_condRound);
+}
+
+void CSocketFdSet::WaitForRoundEnd(int waitMs) {
+    timespec deadline{};
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += waitMs / 1000;
+    deadline.tv_nsec += (waitMs % 1000) * 1000000L;
+    if (deadline.tv_nsec >= 1000000000L) {
+        ++deadline.tv_sec;
+        deadline.tv_nsec -= 1000000000L;
+    }
+    playersdk::MutexGuard lock(m_mutexSock);
+    const unsigned long seen = m_roundEvents;
+    while (m_inRound && m_roundEvents == seen) {
+        if (pthread_cond_timedwait(&m_condRound, &m_mutexSock, &deadline) != 0) {
+            return;  // timed out: no receive thread is turning rounds
+        }
+    }
 }
 
 int CSocketFdSet::SocketAt(int index) const {

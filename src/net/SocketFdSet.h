@@ -2,6 +2,7 @@
 // read mask and as a plain array of socket numbers that the thread walks after select().
 #pragma once
 
+#include <pthread.h>
 #include <sys/select.h>
 
 #include <atomic>
@@ -20,12 +21,18 @@ public:
     void FdZero();
     void fdset(int s);
     void fdclear(int s);
-    // Rebuilds the mask from the live entries; m_maxsocket is left as it is.
+    // Rebuilds the mask from the live entries; m_maxsocket is left as it is. Ends the receive
+    // thread's round that GetFdSet began.
     void recreate();
     int getfdcount();
     int GetMaxSocket() const { return m_maxsocket.load(std::memory_order_relaxed); }
-    // A private copy of the mask for select() to write into.
+    // A private copy of the mask for select() to write into; begins a round of the receive
+    // thread.
     fd_set GetFdSet();
+    // Returns once no select() that may watch sockets cleared before this call is running:
+    // after the round in progress (if any) ends or a new one begins, or after waitMs. A socket
+    // watched by a sleeping select() stays open, its port bound, until the select() returns.
+    void WaitForRoundEnd(int waitMs);
 
     // The receive thread reads these two without the lock; they are atomic so that the walk
     // is race-free while application threads add and remove sinks.
@@ -37,4 +44,11 @@ public:
     std::atomic<SOCKET> m_maxsocket;
     std::atomic<int> fd_count;
     std::atomic<int> fd_array[kMaxSockets];  // 0 marks a free slot
+
+private:
+    // Under m_mutexSock: a round has begun and not ended; every begin and end counted.
+    pthread_cond_t m_condRound;
+    bool m_inRound;
+    unsigned long m_roundEvents;
+    void NoteRoundEventLocked(bool inRound);
 };

@@ -1,7 +1,23 @@
-// Small socket chores shared by the RTP/RTCP sessions and the RTSP connection.
+// Small socket chores shared by the sinks, the RTP/RTCP sessions and the RTSP connection.
 #pragma once
 
 namespace playersdk {
+
+// Binds s to the any-address of 'family' (AF_INET6, else AF_INET) and 'port'. False when s is
+// no socket, the port is beyond 65535 or the bind fails.
+bool BindAnyAddress(int s, int family, unsigned long port);
+
+// Two datagram sockets bound to an RTP port and the RTCP port after it.
+struct RtpSocketPair {
+    int rtp = -1;
+    int rtcp = -1;
+    unsigned long rtpPort = 0;
+};
+
+// Binds a pair on the first even offset from firstPort, up to an RTP port of lastRtpPort, whose
+// two ports are both free. False, with no socket left open, when every pair is taken.
+bool OpenRtpSocketPair(int family, unsigned long firstPort, unsigned long lastRtpPort,
+                       RtpSocketPair& pair);
 
 // Shuts down and closes fd when it is a socket (> 0), then marks it closed with -1.
 void CloseSocket(int& fd);

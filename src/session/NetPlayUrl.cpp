@@ -230,26 +230,34 @@ int CNetPlayUrl::SetUpTcpStream() {
 }
 
 int CNetPlayUrl::InitUdp(char* ip, int port) {
-    m_pVideoSink = new (std::nothrow) CNetSink();
     CNetSinkContainer* sinks =
         m_pContainer != nullptr ? m_pContainer->m_pNetSinkContainer : nullptr;
-    if (m_pVideoSink == nullptr || sinks == nullptr) {
-        delete m_pVideoSink;
-        m_pVideoSink = nullptr;
+    m_pVideoSink = sinks != nullptr ? new (std::nothrow) CNetSink() : nullptr;
+    // The requested port is not used: the sink picks its own pair. The sink is a UDP sink and
+    // the play a UDP play from here on, whatever transport the play held before (a URL play's
+    // is only set by InitPlay, later); the sink mode, the unchecked RTCP silence, the port
+    // offered in SETUP and the result stay as they were.
+    char empty[] = "";
+    m_TransType = TT_UDP;
+    if (m_pVideoSink != nullptr) {
+        m_pVideoSink->CreateNetSink(ip != nullptr ? ip : empty, 0, TT_UDP,
+                                    static_cast<ePacketType>(m_PacketType));
+    }
+    const int localPort = m_pVideoSink != nullptr ? m_pVideoSink->GetLocalPort() : 0;
+    if (localPort <= 0) {
+        // No pair could be bound (or the address not read): nothing is registered.
+        if (m_pVideoSink != nullptr) {
+            m_pVideoSink->DestorySink();
+            delete m_pVideoSink;
+            m_pVideoSink = nullptr;
+        }
         m_curPlayState = S_CONNECTING;
         ReportConnectErrorOnce();
         return -1;
     }
-    // The requested port is not used: the sink picks its own, with the transport this play
-    // holds right now (a URL play's UDP transport is only set later, by InitPlay).
-    char empty[] = "";
-    m_pVideoSink->CreateNetSink(ip != nullptr ? ip : empty, 0,
-                                static_cast<eTransType>(m_TransType.load()),
-                                static_cast<ePacketType>(m_PacketType));
     sinks->AddNetSink(m_pVideoSink);
     m_pVideoSink->SetSinkMode(kUrlSinkMode);
     m_pVideoSink->m_bCheckRtcp = 0;
-    int localPort = m_pVideoSink->GetLocalPort();
     m_RtspRequest.Param = localPort;
     return localPort;
 }

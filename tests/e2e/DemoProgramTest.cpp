@@ -52,13 +52,21 @@ TEST_P(DemoWithoutUrl, PlaysRecordsGrabsAndPlaysTheRecordingBackThenSumsUp) {
     EXPECT_NE(out.find("FILE_PLAYOVER"), std::string::npos) << out;
     EXPECT_NE(out.find(dir.file("snapshot.bmp")), std::string::npos) << out;
     EXPECT_NE(out.find(dir.file("live.rec")), std::string::npos) << out;
+    EXPECT_NE(out.find(std::string("(RTP over ") + (args.back() == "--udp" ? "UDP)" : "TCP)")),
+              std::string::npos)
+        << out;
     EXPECT_GT(FileSize(dir.file("live.rec")), 1000);
     EXPECT_LT(DistanceFromPattern(ReadBmp(dir.file("snapshot.bmp")), 320, 240), 6.0);
     EXPECT_LT(DistanceFromPattern(ReadBmp(dir.file("playback.bmp")), 320, 240), 6.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, DemoWithoutUrl, testing::Values("", "--mpeg4"),
-                         [](const auto& info) { return *info.param ? "Mpeg4" : "H264"; });
+INSTANTIATE_TEST_SUITE_P(CodecsAndTransports, DemoWithoutUrl,
+                         testing::Values("", "--mpeg4", "--udp"), [](const auto& info) {
+                             const std::string param = info.param;
+                             return param.empty()      ? "H264"
+                                    : param == "--udp" ? "H264OverUdp"
+                                                       : "Mpeg4";
+                         });
 
 TEST(DemoProgram, EachFailureEndsWithAMessageAndItsOwnExitCode) {
     RtspTestServer silent, notFound, closing;

@@ -1,10 +1,13 @@
 // The exported functions of libPlayerSDK.so, with the real decoder library behind them, play
-// the loopback live test pattern over TCP: the snapshot must show the picture that was sent.
+// the loopback live test pattern over TCP and over UDP: the snapshot must show the picture that
+// was sent.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
+#include <string>
+#include <tuple>
 #include <vector>
 
 #include "PlayerSDK.h"
@@ -51,10 +54,11 @@ int OnPicture(long, char* buf, int width, int height, int, long user) {
     return 0;
 }
 
-class LoopbackPlay : public testing::TestWithParam<VideoCodec> {};
+class LoopbackPlay : public testing::TestWithParam<std::tuple<VideoCodec, int>> {};
 
 TEST_P(LoopbackPlay, PicturesAndTheSnapshotShowWhatWasSent) {
-    CLiveSource source({GetParam()});
+    const auto [codec, transType] = GetParam();
+    CLiveSource source({codec});
     ASSERT_TRUE(source.Start());
     PlayLog log;
     NetPlay_SetGotPictureCallback(OnPicture);
@@ -62,7 +66,7 @@ TEST_P(LoopbackPlay, PicturesAndTheSnapshotShowWhatWasSent) {
     std::string url = source.url();
 
     const long play =
-        NetPlay_OpenUrl(container, url.data(), 0, reinterpret_cast<long>(&log), nullptr);
+        NetPlay_OpenUrlEx(container, url.data(), 0, reinterpret_cast<long>(&log), transType);
 
     ASSERT_NE(play, -1);
     ASSERT_TRUE(log.WaitForPictures(10));
@@ -87,10 +91,14 @@ TEST_P(LoopbackPlay, PicturesAndTheSnapshotShowWhatWasSent) {
     NetPlay_SetGotPictureCallback(nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, LoopbackPlay,
-                         testing::Values(VideoCodec::kH264, VideoCodec::kMpeg4),
+INSTANTIATE_TEST_SUITE_P(CodecsAndTransports, LoopbackPlay,
+                         testing::Combine(testing::Values(VideoCodec::kH264, VideoCodec::kMpeg4),
+                                          testing::Values(TT_TCP, TT_UDP)),
                          [](const auto& info) {
-                             return info.param == VideoCodec::kH264 ? "H264" : "Mpeg4";
+                             return std::string(std::get<0>(info.param) == VideoCodec::kH264
+                                                    ? "H264"
+                                                    : "Mpeg4") +
+                                    (std::get<1>(info.param) == TT_UDP ? "OverUdp" : "OverTcp");
                          });
 
 }  // namespace

@@ -227,6 +227,25 @@ TEST_F(SinkContainer, BadDatagramsAreDroppedAndTheThreadKeepsServingEverySink) {
     }
 }
 
+// A select() asleep on a socket keeps it, and its port, after close(): removal waits for it.
+TEST_F(SinkContainer, PortsOfARemovedSinkAreFreeWhenRemoveSinkReturns) {
+    for (int round = 0; round < 20; ++round) {
+        // Fresh, the receive thread sleeps in each select() with the sink's sockets.
+        CNetSinkContainer fresh;
+        fresh.Init();
+        auto* sink = new CNetSink;
+        sink->CreateNetSink(ip, 0, TT_UDP, PT_RTP);
+        const uint16_t port = static_cast<uint16_t>(sink->GetLocalPort());
+        fresh.AddNetSink(sink);
+        std::this_thread::sleep_for(std::chrono::milliseconds(round % 3));
+
+        fresh.RemoveSink(sink);
+
+        ASSERT_TRUE(UdpSocket(port).valid()) << round;
+        ASSERT_TRUE(UdpSocket(port + 1).valid()) << round;
+    }
+}
+
 TEST_F(SinkContainer, SinksRemovedWhileFloodedNeitherCrashNorReceiveAfterRemoval) {
     fakedecoder::Choices countOnly;
     countOnly.keepFrames = false;

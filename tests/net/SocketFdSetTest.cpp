@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <set>
+
 #include "net/SocketFdSet.h"
 
 namespace {
@@ -26,31 +29,46 @@ TEST_F(SocketFdSet, DuplicatesStayTwiceClearsDropOneEntryAndTheRebuiltMaskFollow
     EXPECT_TRUE(InMask(7));
     set.fdclear(6);  // never added: nothing but its bit changes
     EXPECT_EQ(set.getfdcount(), 1);
+}
 
-    set.FdZero();
-
+// Removed slots are freed and added sockets go to the end of the live entries, so the rebuilt
+// mask holds every live socket however often sinks come and go.
+TEST_F(SocketFdSet, EveryLiveSocketIsInTheRebuiltMaskAfterAnyAddAndRemoveCycles) {
     set.fdset(10);
     set.fdset(11);
     set.fdclear(10);
     set.fdclear(11);
     EXPECT_EQ(set.getfdcount(), 0);
     EXPECT_EQ(set.GetMaxSocket(), 11);  // never lowered
-    EXPECT_EQ(std::make_pair(set.SocketAt(0), set.SocketAt(1)), std::make_pair(11, 11));
-    set.recreate();
-    fd_set copy = set.GetFdSet();
-    for (int s = 0; s < FD_SETSIZE; ++s) {
-        ASSERT_FALSE(FD_ISSET(s, &copy)) << s;
-    }
-    // Re-added sockets land beyond the vacated slots and drop out of the rebuilt mask.
+    EXPECT_EQ(std::make_pair(set.SocketAt(0), set.SocketAt(1)), std::make_pair(0, 0));
     set.fdset(10);
     set.fdset(11);
-    EXPECT_EQ(set.getfdcount(), 2);
-    EXPECT_EQ(std::make_pair(set.SocketAt(2), set.SocketAt(3)), std::make_pair(10, 11));
-    set.recreate();
-    EXPECT_TRUE(InMask(11));
-    EXPECT_FALSE(InMask(10));
-    set.FdZero();
-    EXPECT_EQ(std::make_pair(set.SocketAt(2), set.GetMaxSocket()), std::make_pair(0, 0));
+    EXPECT_EQ(std::make_pair(set.SocketAt(0), set.SocketAt(1)), std::make_pair(10, 11));
+
+    // Sinks of four sockets each come and go in a changing order.
+    std::multiset<int> live{10, 11};
+    for (int round = 0; round < 300; ++round) {
+        const int base = 20 + (round * 7) % 400;
+        for (int s = base; s < base + 4; ++s) {
+            set.fdset(s);
+            live.insert(s);
+        }
+        const int gone = *std::next(live.begin(), round % live.size());
+        set.fdclear(gone);
+        live.erase(live.find(gone));
+        set.recreate();
+        ASSERT_EQ(set.getfdcount(), static_cast<int>(live.size())) << round;
+        std::multiset<int> entries;
+        for (int i = 0; i < set.getfdcount(); ++i) {
+            entries.insert(set.SocketAt(i));
+        }
+        ASSERT_EQ(entries, live) << round;
+        fd_set copy = set.GetFdSet();
+        for (int s = 0; s < FD_SETSIZE; ++s) {
+            ASSERT_EQ(FD_ISSET(s, &copy) != 0, live.count(s) > 0) << round << " socket " << s;
+        }
+        ASSERT_EQ(set.SocketAt(set.getfdcount()), 0) << round;  // the slot after is free
+    }
 }
 
 TEST_F(SocketFdSet, AFullSetAndSocketsOutsideTheMaskAreRefusedWithoutAnyChange) {

@@ -4,9 +4,11 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <filesystem>
+#include <iterator>
 
 namespace playersdk::test {
 
@@ -27,21 +29,7 @@ bool UdpSocket::SendTo(uint16_t port, const void* data, size_t len) const {
 }
 
 bool UdpSocket::Receive(Datagram& out, int waitMs) const {
-    pollfd pfd{m_fd, POLLIN, 0};
-    if (poll(&pfd, 1, waitMs) != 1) {
-        return false;
-    }
-    out.bytes.resize(65536);
-    sockaddr_in from{};
-    socklen_t fromlen = sizeof(from);
-    ssize_t got = recvfrom(m_fd, out.bytes.data(), out.bytes.size(), 0,
-                           reinterpret_cast<sockaddr*>(&from), &fromlen);
-    if (got < 0) {
-        return false;
-    }
-    out.bytes.resize(static_cast<size_t>(got));
-    out.fromPort = ntohs(from.sin_port);
-    return true;
+    return rtspserver::ReceiveDatagram(m_fd, waitMs, out.bytes, out.fromPort);
 }
 
 void UdpSocket::Drain() const {
@@ -69,6 +57,21 @@ bool UdpPortsFree(uint16_t first, int count) {
         }
     }
     return true;
+}
+
+uint16_t FreeEvenUdpPorts(int count) {
+    for (int attempt = 0; attempt < 50; ++attempt) {
+        const uint16_t port = static_cast<uint16_t>(UdpSocket(0).port() & ~1u);
+        if (port != 0 && port + count <= 65536 && UdpPortsFree(port, count)) {
+            return port;
+        }
+    }
+    return 0;
+}
+
+size_t OpenDescriptorCount() {
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                             std::filesystem::directory_iterator()));
 }
 
 }  // namespace playersdk::test

@@ -49,5 +49,9 @@ struct UdpPortPair {
 
 // True when a UDP socket can be bound to every port of [first, first + count) right now.
 bool UdpPortsFree(uint16_t first, int count);
+// An even port p such that the 'count' ports from p were free a moment ago; 0 when none found.
+uint16_t FreeEvenUdpPorts(int count);
+// The number of descriptors this process has open now.
+size_t OpenDescriptorCount();
 
 }  // namespace playersdk::test

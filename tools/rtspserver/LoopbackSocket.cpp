@@ -1,6 +1,7 @@
 #include "rtspserver/LoopbackSocket.h"
 
 #include <arpa/inet.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -28,6 +29,25 @@ int BindLoopback(int type, uint16_t port, uint16_t& bound) {
     }
     bound = ntohs(addr.sin_port);
     return fd;
+}
+
+bool ReceiveDatagram(int fd, int waitMs, std::vector<uint8_t>& bytes, uint16_t& fromPort) {
+    constexpr size_t kLargestDatagram = 65536;
+    pollfd ready{fd, POLLIN, 0};
+    if (fd < 0 || poll(&ready, 1, waitMs) != 1) {
+        return false;
+    }
+    bytes.resize(kLargestDatagram);
+    sockaddr_in from{};
+    socklen_t fromlen = sizeof(from);
+    const ssize_t got = recvfrom(fd, bytes.data(), bytes.size(), MSG_DONTWAIT,
+                                 reinterpret_cast<sockaddr*>(&from), &fromlen);
+    if (got < 0) {
+        return false;
+    }
+    bytes.resize(static_cast<size_t>(got));
+    fromPort = ntohs(from.sin_port);
+    return true;
 }
 
 }  // namespace playersdk::rtspserver
