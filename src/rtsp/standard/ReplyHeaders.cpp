@@ -22,8 +22,9 @@ bool ApplyTransportParameter(TransportReply& t, KeyValue kv) {
         return ReadPair(kv.value, kMaxPort, t.serverPort);
     }
     if (EqualsIgnoreCase(kv.key, "ssrc")) {
+        // Only informative: a server that writes it in decimal or too long loses nothing else.
         t.ssrc = ParseHex32(kv.value);
-        return t.ssrc.has_value();
+        return true;
     }
     if (EqualsIgnoreCase(kv.key, "source")) {
         t.source = std::string(kv.value);

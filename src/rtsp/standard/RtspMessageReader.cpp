@@ -35,8 +35,12 @@ void CRtspMessageReader::Feed(const void* data, size_t len) {
         m_error = ReadError::TooMuchUnread;
         return;
     }
-    m_buf.erase(m_buf.begin(), m_buf.begin() + static_cast<std::ptrdiff_t>(m_pos));
-    m_pos = 0;
+    // Read bytes are dropped once they are half the buffer, so a body that arrives in many
+    // small reads is moved a bounded number of times, not once per read.
+    if (m_pos > 0 && m_pos >= m_buf.size() / 2) {
+        m_buf.erase(m_buf.begin(), m_buf.begin() + static_cast<std::ptrdiff_t>(m_pos));
+        m_pos = 0;
+    }
     const auto* bytes = static_cast<const uint8_t*>(data);
     m_buf.insert(m_buf.end(), bytes, bytes + len);
 }

@@ -7,11 +7,6 @@ namespace {
 constexpr std::string_view kScheme = "rtsp://";
 constexpr uint16_t kDefaultPort = 554;
 
-int HexValue(char c) {
-    auto v = ParseHex32(std::string_view(&c, 1));
-    return v ? static_cast<int>(*v) : -1;
-}
-
 std::optional<std::string> PercentDecode(std::string_view s) {
     std::string out;
     out.reserve(s.size());
@@ -23,8 +18,8 @@ std::optional<std::string> PercentDecode(std::string_view s) {
         if (i + 2 >= s.size()) {
             return std::nullopt;
         }
-        int hi = HexValue(s[i + 1]);
-        int lo = HexValue(s[i + 2]);
+        int hi = HexDigitValue(s[i + 1]);
+        int lo = HexDigitValue(s[i + 2]);
         if (hi < 0 || lo < 0) {
             return std::nullopt;
         }
@@ -40,7 +35,7 @@ bool IsHostChar(char c) {
 }
 
 bool IsIpv6Char(char c) {
-    return HexValue(c) >= 0 || c == ':' || c == '.';
+    return HexDigitValue(c) >= 0 || c == ':' || c == '.';
 }
 
 // host[:port] or [v6][:port]; fills host and port.
@@ -94,6 +89,26 @@ bool ParseHostPort(std::string_view hostPort, RtspUrl& url) {
     return true;
 }
 
+// Takes "user[:password]@" off the front of authority when it is there.
+bool ParseUserInfo(std::string_view& authority, RtspUrl& url) {
+    const size_t at = authority.rfind('@');
+    if (at == std::string_view::npos) {
+        return true;
+    }
+    std::string_view password = authority.substr(0, at);
+    std::string_view user = NextPiece(password, ':');
+    auto decodedUser = PercentDecode(user);
+    auto decodedPassword = PercentDecode(password);
+    if (!decodedUser || !decodedPassword) {
+        return false;
+    }
+    url.user = std::move(*decodedUser);
+    url.password = std::move(*decodedPassword);
+    url.hasCredentials = true;
+    authority.remove_prefix(at + 1);
+    return true;
+}
+
 bool HasScheme(std::string_view s) {
     size_t colon = s.find(':');
     if (colon == std::string_view::npos || colon == 0) {
@@ -113,36 +128,20 @@ std::optional<RtspUrl> ParseRtspUrl(std::string_view text) {
     if (!StartsWithIgnoreCase(text, kScheme)) {
         return std::nullopt;
     }
-    std::string_view rest = text.substr(kScheme.size());
-    size_t pathAt = rest.find_first_of("/?");
-    std::string_view authority = rest.substr(0, pathAt);
-    std::string_view path =
-        pathAt == std::string_view::npos ? std::string_view() : rest.substr(pathAt);
     for (char c : text) {
         if (static_cast<unsigned char>(c) <= ' ' || c == 0x7f) {
             return std::nullopt;  // no blanks or control bytes anywhere in a request URL
         }
     }
+    std::string_view rest = text.substr(kScheme.size());
+    const size_t pathAt = rest.find_first_of("/?");
+    std::string_view authority = rest.substr(0, pathAt);
     RtspUrl url;
-    size_t at = authority.rfind('@');
-    if (at != std::string_view::npos) {
-        std::string_view userInfo = authority.substr(0, at);
-        std::string_view user = NextPiece(userInfo, ':');
-        auto decodedUser = PercentDecode(user);
-        auto decodedPassword = PercentDecode(userInfo);
-        if (!decodedUser || !decodedPassword) {
-            return std::nullopt;
-        }
-        url.user = std::move(*decodedUser);
-        url.password = std::move(*decodedPassword);
-        url.hasCredentials = true;
-        authority = authority.substr(at + 1);
-    }
-    if (!ParseHostPort(authority, url)) {
+    if (!ParseUserInfo(authority, url) || !ParseHostPort(authority, url)) {
         return std::nullopt;
     }
-    url.path =
-        path.empty() ? "/" : (path.front() == '?' ? "/" + std::string(path) : std::string(path));
+    std::string_view path = pathAt == std::string_view::npos ? "/" : rest.substr(pathAt);
+    url.path = path.front() == '?' ? "/" + std::string(path) : std::string(path);
     return url;
 }
 

@@ -58,15 +58,21 @@ std::optional<uint64_t> ParseDecimal(std::string_view s, uint64_t maxValue) {
     return value;
 }
 
+int HexDigitValue(char c) {
+    if (IsDigit(c)) {
+        return c - '0';
+    }
+    char lower = Lower(c);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
 std::optional<uint32_t> ParseHex32(std::string_view s) {
     if (s.empty() || s.size() > 8) {
         return std::nullopt;
     }
     uint32_t value = 0;
     for (char c : s) {
-        int digit = IsDigit(c)                             ? c - '0'
-                    : (Lower(c) >= 'a' && Lower(c) <= 'f') ? Lower(c) - 'a' + 10
-                                                           : -1;
+        int digit = HexDigitValue(c);
         if (digit < 0) {
             return std::nullopt;
         }

@@ -15,6 +15,8 @@ bool StartsWithIgnoreCase(std::string_view s, std::string_view prefix);
 
 // A run of decimal digits (no sign, no blanks) whose value is at most maxValue.
 std::optional<uint64_t> ParseDecimal(std::string_view s, uint64_t maxValue);
+// The value of one hexadecimal digit (either case), or -1.
+int HexDigitValue(char c);
 // A run of hexadecimal digits, either case, of at most 8 digits.
 std::optional<uint32_t> ParseHex32(std::string_view s);
 // A non-negative decimal number with an optional fraction ("12", "0.000", "7.25").
