@@ -74,14 +74,15 @@ private:
     std::string_view m_rest;
 };
 
+constexpr std::array<std::pair<std::string_view, DigestAlgorithm>, 4> kAlgorithmNames = {{
+    {"MD5", DigestAlgorithm::Md5},
+    {"MD5-sess", DigestAlgorithm::Md5Sess},
+    {"SHA-256", DigestAlgorithm::Sha256},
+    {"SHA-256-sess", DigestAlgorithm::Sha256Sess},
+}};
+
 std::optional<DigestAlgorithm> AlgorithmNamed(std::string_view name) {
-    constexpr std::array<std::pair<std::string_view, DigestAlgorithm>, 4> kNames = {{
-        {"MD5", DigestAlgorithm::Md5},
-        {"MD5-sess", DigestAlgorithm::Md5Sess},
-        {"SHA-256", DigestAlgorithm::Sha256},
-        {"SHA-256-sess", DigestAlgorithm::Sha256Sess},
-    }};
-    for (const auto& [text, algorithm] : kNames) {
+    for (const auto& [text, algorithm] : kAlgorithmNames) {
         if (EqualsIgnoreCase(name, text)) {
             return algorithm;
         }
@@ -90,15 +91,10 @@ std::optional<DigestAlgorithm> AlgorithmNamed(std::string_view name) {
 }
 
 std::string_view AlgorithmName(DigestAlgorithm algorithm) {
-    switch (algorithm) {
-        case DigestAlgorithm::Md5:
-            return "MD5";
-        case DigestAlgorithm::Md5Sess:
-            return "MD5-sess";
-        case DigestAlgorithm::Sha256:
-            return "SHA-256";
-        case DigestAlgorithm::Sha256Sess:
-            return "SHA-256-sess";
+    for (const auto& [text, named] : kAlgorithmNames) {
+        if (named == algorithm) {
+            return text;
+        }
     }
     return "MD5";
 }
@@ -111,7 +107,7 @@ bool IsSess(DigestAlgorithm a) {
     return a == DigestAlgorithm::Md5Sess || a == DigestAlgorithm::Sha256Sess;
 }
 
-// Why a challenge under construction cannot be answered.
+// A challenge being read, and what decides whether it can be answered.
 struct Pending {
     AuthChallenge challenge;
     bool usable = true;

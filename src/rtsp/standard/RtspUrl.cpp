@@ -20,10 +20,13 @@ std::optional<std::string> PercentDecode(std::string_view s) {
         }
         int hi = HexDigitValue(s[i + 1]);
         int lo = HexDigitValue(s[i + 2]);
-        if (hi < 0 || lo < 0) {
+        const int value = hi * 16 + lo;
+        // A decoded line end would end the Authorization header early: control bytes are
+        // refused.
+        if (hi < 0 || lo < 0 || value < 0x20 || value == 0x7f) {
             return std::nullopt;
         }
-        out.push_back(static_cast<char>(hi * 16 + lo));
+        out.push_back(static_cast<char>(value));
         i += 2;
     }
     return out;

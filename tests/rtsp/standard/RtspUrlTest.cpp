@@ -38,11 +38,27 @@ TEST(StandardRtspUrl, ReadsEachFormOfAuthority) {
 }
 
 TEST(StandardRtspUrl, RefusesWhatItCannotRead) {
-    for (const char* text :
-         {"", "rtsp://", "http://h/x", "rtsp:/h/x", "rtsp://:554/x", "rtsp://h:0/x",
-          "rtsp://h:65536/x", "rtsp://h:99999999999999999999/x", "rtsp://h:12a/x", "rtsp://h:/x",
-          "rtsp://[::1/x", "rtsp://[]/x", "rtsp://[::1]x/x", "rtsp://[g::1]/x", "rtsp://u%4@h/x",
-          "rtsp://u%zz@h/x", "rtsp://h x/y", "rtsp://h/a b", "rtsp://h/\x01"}) {
+    for (const char* text : {"",
+                             "rtsp://",
+                             "http://h/x",
+                             "rtsp:/h/x",
+                             "rtsp://:554/x",
+                             "rtsp://h:0/x",
+                             "rtsp://h:65536/x",
+                             "rtsp://h:99999999999999999999/x",
+                             "rtsp://h:12a/x",
+                             "rtsp://h:/x",
+                             "rtsp://[::1/x",
+                             "rtsp://[]/x",
+                             "rtsp://[::1]x/x",
+                             "rtsp://[g::1]/x",
+                             "rtsp://u%4@h/x",
+                             "rtsp://u%zz@h/x",
+                             "rtsp://u:%0D%0A@h/x",
+                             "rtsp://%7f@h/x",
+                             "rtsp://h x/y",
+                             "rtsp://h/a b",
+                             "rtsp://h/\x01"}) {
         EXPECT_FALSE(ParseRtspUrl(text)) << text;
     }
 }
