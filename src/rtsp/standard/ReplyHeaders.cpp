@@ -51,8 +51,8 @@ std::optional<double> ParseNptTime(std::string_view text) {
 }  // namespace
 
 std::optional<TransportReply> ParseTransport(std::string_view value) {
-    std::string_view spec = TrimBlanks(NextPiece(value, ','));
-    std::string_view protocol = TrimBlanks(NextPiece(spec, ';'));
+    std::string_view chosen = TrimBlanks(NextPiece(value, ','));
+    std::string_view protocol = TrimBlanks(NextPiece(chosen, ';'));
     TransportReply t;
     if (EqualsIgnoreCase(protocol, "RTP/AVP/TCP")) {
         t.overTcp = true;
@@ -60,8 +60,8 @@ std::optional<TransportReply> ParseTransport(std::string_view value) {
                !EqualsIgnoreCase(protocol, "RTP/AVP/UDP")) {
         return std::nullopt;
     }
-    while (!spec.empty()) {
-        if (!ApplyTransportParameter(t, SplitKeyValue(NextPiece(spec, ';')))) {
+    while (!chosen.empty()) {
+        if (!ApplyTransportParameter(t, SplitKeyValue(NextPiece(chosen, ';')))) {
             return std::nullopt;
         }
     }
