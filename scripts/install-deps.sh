@@ -3,9 +3,12 @@
 # Usage: scripts/install-deps.sh [extra-package ...]
 set -euo pipefail
 
-# FFmpeg's codec libraries and Xlib for the decoder library; Xvfb for its window test.
+# FFmpeg's codec libraries and Xlib for the decoder library; Xvfb for its window test;
+# doxygen for the reference documentation; make and dpkg-dev (dpkg-shlibdeps) for the
+# install checks, which build the examples and the Debian packages.
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          libavcodec-dev libavutil-dev libswscale-dev libx11-dev xvfb "$@")
+          libavcodec-dev libavutil-dev libswscale-dev libx11-dev xvfb doxygen make dpkg-dev
+          "$@")
 
 missing=()
 for p in "${packages[@]}"; do
