@@ -85,7 +85,7 @@ extern "C" PLAYERDECODER_API int Decoder_EnableFrameControl(long handle, int on)
     });
 }
 
-extern "C" PLAYERDECODER_API int Decoder_CapPicture(long handle, char* path) {
+extern "C" PLAYERDECODER_API int Decoder_CapPicture(long handle, const char* path) {
     return WithDecoder(handle, [&](CVideoDecoder& d) { return d.CapPicture(path); });
 }
 

@@ -5,12 +5,14 @@ set -euo pipefail
 
 # FFmpeg's codec libraries and Xlib for the decoder library; Xvfb for its window test;
 # libcrypto for Digest authentication; the RTSP servers whose replies the interop scripts
-# capture (GStreamer's server with its plugins, VLC, rtsp-server-perl).
+# capture (GStreamer's server with its plugins, VLC, rtsp-server-perl); doxygen for the
+# reference documentation; make and dpkg-dev (dpkg-shlibdeps) for the install checks, which
+# build the examples and the Debian packages.
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
           libavcodec-dev libavutil-dev libswscale-dev libx11-dev xvfb libssl-dev
           gir1.2-gst-rtsp-server-1.0 python3-gi gstreamer1.0-plugins-base
           gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly vlc-bin vlc-plugin-base
-          rtsp-server-perl "$@")
+          rtsp-server-perl doxygen make dpkg-dev "$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -36,6 +36,12 @@ uint64_t ToUnsigned64(double t) {
     return t < kTwo63 ? toSigned(t) : toSigned(t - kTwo63) ^ kTopBit;
 }
 
+// The application's strings are const: the plays only read them (copied into bounded fields or
+// scanned), so their char* parameters are handed the same text. The symbols stay the same.
+char* Text(const char* text) {
+    return const_cast<char*>(text);
+}
+
 // Runs 'call' on the play when both handles are good and the play is in the container's list;
 // the play stays registered until the call returns. Otherwise 'refused'.
 template <class Result, class Call>
@@ -95,17 +101,18 @@ extern "C" PLAYERSDK_API void NetPlay_SetLinkReportCallBack(
 
 // ---- URL plays ----------------------------------------------------------------------------
 
-extern "C" PLAYERSDK_API long NetPlay_OpenUrlEx(long RecvHandle, char* url, long hPlayWnd,
+extern "C" PLAYERSDK_API long NetPlay_OpenUrlEx(long RecvHandle, const char* url, long hPlayWnd,
                                                 long userdata, int transType) {
     CPlayContainer* container = ContainerOf(RecvHandle);
     if (container == nullptr) {
         return -1;
     }
     char empty[] = "";
-    return container->StartUrlPlay(url != nullptr ? url : empty, hPlayWnd, userdata, transType);
+    return container->StartUrlPlay(url != nullptr ? Text(url) : empty, hPlayWnd, userdata,
+                                   transType);
 }
 
-extern "C" PLAYERSDK_API long NetPlay_OpenUrl(long RecvHandle, char* url, long hPlayWnd,
+extern "C" PLAYERSDK_API long NetPlay_OpenUrl(long RecvHandle, const char* url, long hPlayWnd,
                                               long userdata, DeviceDecInfo* deviceinfo) {
     // Always over TCP; the description is taken from the server, not from the caller.
     return NetPlay_OpenUrlEx(RecvHandle, url, hPlayWnd, userdata, TT_TCP);
@@ -118,13 +125,13 @@ extern "C" PLAYERSDK_API int NetPlay_CloseUrl(long RecvHandle, long hHandle) {
 
 // ---- direct UDP plays ---------------------------------------------------------------------
 
-extern "C" PLAYERSDK_API long NetPlay_InitUDP(long RecvHandle, char* tmpip, int tmpport,
+extern "C" PLAYERSDK_API long NetPlay_InitUDP(long RecvHandle, const char* tmpip, int tmpport,
                                               int* localPort) {
     CPlayContainer* container = ContainerOf(RecvHandle);
-    return container != nullptr ? container->InitUdp(tmpip, tmpport, localPort) : -1;
+    return container != nullptr ? container->InitUdp(Text(tmpip), tmpport, localPort) : -1;
 }
 
-extern "C" PLAYERSDK_API int NetPlay_StartUDP(long RecvHandle, long hHandle, char* url,
+extern "C" PLAYERSDK_API int NetPlay_StartUDP(long RecvHandle, long hHandle, const char* url,
                                               long hPlayWnd, long userdata, int transType) {
     // The container looks the play up itself.
     CPlayContainer* container = ContainerOf(RecvHandle);
@@ -132,7 +139,7 @@ extern "C" PLAYERSDK_API int NetPlay_StartUDP(long RecvHandle, long hHandle, cha
         return -1;
     }
     char empty[] = "";
-    return container->StartUdp(hHandle, url != nullptr ? url : empty, hPlayWnd, userdata,
+    return container->StartUdp(hHandle, url != nullptr ? Text(url) : empty, hPlayWnd, userdata,
                                transType);
 }
 
@@ -166,14 +173,17 @@ extern "C" PLAYERSDK_API unsigned long long NetPlay_GetRecFileCurTs(long RecvHan
     });
 }
 
-extern "C" PLAYERSDK_API int NetPlay_GrabPic(long RecvHandle, long hHandle, char* filename) {
-    return WithPlay(RecvHandle, hHandle, -1,
-                    [&](CPlayContainer::PlayUse& play) { return play->GrabPicture(filename); });
+extern "C" PLAYERSDK_API int NetPlay_GrabPic(long RecvHandle, long hHandle, const char* filename) {
+    return WithPlay(RecvHandle, hHandle, -1, [&](CPlayContainer::PlayUse& play) {
+        return play->GrabPicture(Text(filename));
+    });
 }
 
-extern "C" PLAYERSDK_API int NetPlay_StartRecord(long RecvHandle, long hHandle, char* FileName) {
-    return WithPlay(RecvHandle, hHandle, -1,
-                    [&](CPlayContainer::PlayUse& play) { return play->StartRecord(FileName); });
+extern "C" PLAYERSDK_API int NetPlay_StartRecord(long RecvHandle, long hHandle,
+                                                 const char* FileName) {
+    return WithPlay(RecvHandle, hHandle, -1, [&](CPlayContainer::PlayUse& play) {
+        return play->StartRecord(Text(FileName));
+    });
 }
 
 extern "C" PLAYERSDK_API int NetPlay_StopRecord(long RecvHandle, long hHandle) {

@@ -426,6 +426,6 @@ int CFilePlayer::CapturePic(const char* path) {
     if (!m_bCreatDecoder || !path) {
         return -1;
     }
-    Decoder_CapPicture(m_hDecoder, const_cast<char*>(path));  // its answer is not passed on
+    Decoder_CapPicture(m_hDecoder, path);  // its answer is not passed on
     return 0;
 }

@@ -169,7 +169,7 @@ extern "C" int Decoder_EnableFrameControl(long handle, int on) {
     return 0;
 }
 
-extern "C" int Decoder_CapPicture(long handle, char* path) {
+extern "C" int Decoder_CapPicture(long handle, const char* path) {
     fakedecoder::Call call = Make("CapPicture", handle);
     call.path = path != nullptr ? path : "";
     Record(std::move(call));
