@@ -45,17 +45,25 @@ PLAYERDECODER_API int Decoder_SetPictureCallback(long handle, DecPictureCallback
 
 /* ---- Results of the reference decoder library ---------------------------------------------
  * Every call returns -1 for a handle that is not a live decoder (0, -1, closed or unknown).
- * Decoder_Create: 0, or -1 for a null handle pointer, a type other than VT_H264 and VT_MPEG4,
- *   or a codec that cannot be opened (then *handle is -1). userData, overlay, colorKey and
- *   the picture size are accepted as given; the decoded stream sets the real size.
- * Decoder_InputVideoData: 0 frame taken (decoded, or kept as the MPEG-4 configuration);
- *   -1 bad handle or empty frame; -2 skipped while waiting for a key frame; -3 corrupt
- *   (decoding waits for the next key frame). ts is the frame's time stamp in time-scale units.
+ * Decoder_Create: 0, or -1 for a null handle pointer, a type other than VT_H264, VT_H265 and
+ *   VT_MPEG4, or a codec that cannot be opened (then *handle is -1). userData, overlay,
+ *   colorKey and the picture size are accepted as given; the decoded stream sets the real size.
+ * Decoder_InputVideoData: 0 frame taken (decoded, kept as the MPEG-4 configuration, or held to
+ *   be joined with the rest of its picture); -1 bad handle or empty frame; -2 skipped while
+ *   waiting for a key frame; -3 corrupt (decoding waits for the next key frame). ts is the
+ *   frame's time stamp in time-scale units. H.264 and H.265 frames may each hold a whole
+ *   picture or a piece of one (one or more of its slices): pieces are joined into pictures.
+ *   The first frames of a stream are held until the stream shows which kind it sends (one
+ *   frame later); after that whole pictures are decoded as they come and a picture in pieces
+ *   is decoded when the first piece of the next one arrives. The result of a frame that
+ *   completes a picture is that picture's.
  * Decoder_SetPlayWnd: hwnd is an X11 window id (0 or -1: none); show 0 stops drawing.
  * Decoder_SetDrawCb: the callback gets a __DC with the X Display* as surface and the window,
  *   after each picture is drawn.
  * Decoder_SetTimeScale: -1 also for a scale of 0 or less (default 90000 units a second).
  * Decoder_EnableFrameControl: non-zero paces pictures by their time stamps.
+ * Pictures are converted to BGR only for the picture callback and for snapshots; the window is
+ *   drawn from the decoded picture, which the decoder keeps for snapshots and refreshes.
  * Decoder_CapPicture: 0 written; -1 bad handle or no path; -2 no picture decoded yet;
  *   -3 the file cannot be written; -4 the JPEG encoder failed. A name ending in ".jpg" or
  *   ".jpeg" (any case) gives a JPEG file, any other a 24-bit BMP file.

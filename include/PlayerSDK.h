@@ -76,7 +76,8 @@ typedef enum {
     VT_LC = 8,
     AT_LC = 9,
     VT_DH = 10,
-    VT_IR = 11
+    VT_IR = 11,
+    VT_H265 = 12
 } eMediaDecType;
 
 /* The stream description handed to the decoder set-up. On input 'config' holds the SDP
