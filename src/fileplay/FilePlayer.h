@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <vector>
 
 #include "base/Memory.h"
 #include "base/Types.h"
@@ -78,9 +79,11 @@ private:
     FrameStep PlayCurrentFrame(CMemory& buffer);
     void WaitFrameGap() const;
     bool DataFitsInFile(const ZuFrameData& frame) const;
+    int IndexH265Frame(ZuFrameData& frame);
     FileIndex* SeekIndex(long percent) const;
     void FreeFileIndex();
     BOOL m_bThreadStarted;
+    std::vector<uint8_t> m_indexScratch;  // one H.265 frame being indexed
 };
 
 namespace playersdk {
