@@ -28,6 +28,7 @@ const char* DemoHelpText() {
            "\n"
            "Options:\n"
            "  --mpeg4          serve the test pattern as MPEG-4 Visual instead of H.264\n"
+           "  --h265           serve the test pattern as H.265 (libx265) instead of H.264\n"
            "  --seconds N      play (and record) N seconds; default 10; with a URL 0 plays\n"
            "                   until Ctrl-C\n"
            "  --record FILE    with a URL: record the stream into FILE\n"
@@ -78,6 +79,8 @@ bool ParseDemoOptions(int argc, char** argv, DemoOptions& options, std::string& 
             options.help = true;
         } else if (arg == "--mpeg4") {
             options.mpeg4 = true;
+        } else if (arg == "--h265") {
+            options.h265 = true;
         } else if (arg == "--window") {
             options.window = true;
         } else if (arg == "--seconds") {

@@ -5,6 +5,7 @@
 
 #include "PlayerSDK.h"
 #include "livesource/TestPattern.h"
+#include "media/H265Nal.h"
 #include "rtpgen/RtpGen.h"
 
 namespace playersdk::livesource {
@@ -90,6 +91,20 @@ std::string CLiveSource::BuildSdp() const {
     const Bytes& config = m_encoder.config();
     if (m_options.codec == VideoCodec::kMpeg4) {
         return rtspserver::BuildMpeg4Sdp(Hex(config), options);
+    }
+    if (m_options.codec == VideoCodec::kH265) {
+        namespace h265 = playersdk::h265;
+        rtspserver::H265ParameterSets sets;
+        for (const NalUnit& unit : AnnexBUnits(config)) {
+            const int type = h265::NalType(unit.data[0]);
+            std::string& text = type == h265::kNalVps   ? sets.vps
+                                : type == h265::kNalSps ? sets.sps
+                                                        : sets.pps;
+            if (h265::IsParameterSet(type)) {
+                text = Base64(unit.bytes());
+            }
+        }
+        return rtspserver::BuildH265Sdp(sets, options);
     }
     std::string sets;
     for (const NalUnit& unit : AnnexBUnits(config)) {

@@ -1,5 +1,5 @@
-// A live camera on the loopback interface: the test pattern, encoded as it is drawn (H.264 or
-// MPEG-4), paced in real time and streamed through its own RtspTestServer to every client
+// A live camera on the loopback interface: the test pattern, encoded as it is drawn (H.264,
+// H.265 or MPEG-4), paced in real time and streamed through its own RtspTestServer to every client
 // whose PLAY was answered: interleaved in the RTSP connection, or over UDP to the client_port
 // the client offered in SETUP. A client starts at a key frame (one is made when it joins).
 //

@@ -1,7 +1,9 @@
 // Cuts encoded pictures into RTP packets the way the player expects them. H.264
 // (packetization mode 1): before every key frame an STAP-A with the SPS and PPS, then each
-// slice as a single NAL unit or in FU-A fragments. MPEG-4: the video object plane cut into
-// pieces. All packets of a picture share its time stamp; the marker is on the last one.
+// slice as a single NAL unit or in FU-A fragments. H.265: before every key frame the VPS, SPS
+// and PPS as single NAL unit packets, then each slice as a single NAL unit or in
+// fragmentation units. MPEG-4: the video object plane cut into pieces. All packets of a
+// picture share its time stamp; the marker is on the last one.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +14,8 @@
 
 namespace playersdk::livesource {
 
-// RTP payload types the player expects for each codec, and the video clock.
+// RTP payload types the player expects for each codec (H.265 shares 96 with H.264: its
+// rtpmap tells them apart), and the video clock.
 constexpr uint8_t kH264PayloadType = 96;
 constexpr uint8_t kMpeg4PayloadType = 97;
 constexpr uint32_t kVideoClock = 90000;
@@ -32,9 +35,11 @@ public:
 
 private:
     std::vector<Bytes> PacketizeMpeg4(const EncodedPicture& picture, uint32_t timestamp);
+    std::vector<Bytes> PacketizeH265(const EncodedPicture& picture, uint32_t timestamp);
 
     const VideoCodec m_codec;
     const size_t m_maxPayload;
+    Bytes m_vps;  // H.265 only
     Bytes m_sps;
     Bytes m_pps;
     rtspserver::RtpPacketBuilder m_builder;
