@@ -3,9 +3,13 @@
 # Usage: scripts/install-deps.sh [extra-package ...]
 set -euo pipefail
 
-# FFmpeg's codec libraries and Xlib for the decoder library; Xvfb for its window test.
+# FFmpeg's codec libraries and Xlib for the decoder library; Xvfb for its window test. The
+# test pattern is encoded with libx264 and libx265, which Debian's libavcodec is built with
+# (named here so that they are there even if that changes); Debian's ffmpeg is the yardstick
+# of the decoding benchmark.
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          libavcodec-dev libavutil-dev libswscale-dev libx11-dev xvfb "$@")
+          libavcodec-dev libavutil-dev libswscale-dev libx11-dev xvfb libx264-164 libx265-199
+          ffmpeg "$@")
 
 missing=()
 for p in "${packages[@]}"; do
