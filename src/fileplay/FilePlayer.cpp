@@ -187,12 +187,12 @@ int CFilePlayer::IndexH265Frame(ZuFrameData& frame) {
     if (frame.dataLength > playersdk::kMaxIndexedFrameLength) {
         return fseek(m_fileStream, static_cast<long>(frame.dataLength), SEEK_CUR) == 0 ? 0 : -1;
     }
-    m_indexScratch.resize(frame.dataLength);
-    if (fread(m_indexScratch.data(), 1, frame.dataLength, m_fileStream) != frame.dataLength) {
+    auto* data = static_cast<uint8_t*>(m_indexScratch.getbuf(frame.dataLength));
+    if (!data || fread(data, 1, frame.dataLength, m_fileStream) != frame.dataLength) {
         return -1;
     }
     frame.IsIKey = m_ManuFileType == MANU_FILE_TYPE_BRT &&
-                   playersdk::h265::HasIrapSlice(m_indexScratch.data(), m_indexScratch.size());
+                   playersdk::h265::HasIrapSlice(data, frame.dataLength);
     return 0;
 }
 

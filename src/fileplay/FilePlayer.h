@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <vector>
 
 #include "base/Memory.h"
 #include "base/Types.h"
@@ -83,7 +82,7 @@ private:
     FileIndex* SeekIndex(long percent) const;
     void FreeFileIndex();
     BOOL m_bThreadStarted;
-    std::vector<uint8_t> m_indexScratch;  // one H.265 frame being indexed
+    CMemory m_indexScratch;  // one H.265 frame being indexed
 };
 
 namespace playersdk {

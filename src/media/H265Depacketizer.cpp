@@ -272,7 +272,10 @@ bool CH265Depacketizer::AppendBytes(const uint8_t* bytes, size_t len) {
 void CH265Depacketizer::AbandonFragment() {
     m_bInFragment = false;
     if (!m_bOverflow && m_fragmentStart <= m_current.bytes.size()) {
-        m_current.bytes.resize(m_fragmentStart);
+        // Erased, not resized: libPlayerSDK.so must not export a vector instantiation.
+        m_current.bytes.erase(
+            m_current.bytes.begin() + static_cast<std::ptrdiff_t>(m_fragmentStart),
+            m_current.bytes.end());
         m_current.key = h265::HasIrapSlice(m_current.bytes.data(), m_current.bytes.size());
     }
     Count(H265Drop::kFragmentLost);
