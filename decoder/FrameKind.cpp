@@ -1,24 +1,14 @@
 #include "FrameKind.h"
 
 #include "base/ByteCursor.h"
+#include "media/AnnexB.h"
+#include "media/H265Nal.h"
 
 using playersdk::ByteReader;
+using playersdk::SkipToStartCode;
 
 namespace playerdecoder {
 namespace {
-
-// Moves the reader just past the next 00 00 01 prefix; false when there is none.
-bool SkipToStartCode(ByteReader& r) {
-    int zeros = 0;
-    uint8_t b = 0;
-    while (r.u8(b)) {
-        if (b == 1 && zeros >= 2) {
-            return true;
-        }
-        zeros = (b == 0) ? zeros + 1 : 0;
-    }
-    return false;
-}
 
 // Reads unsigned Exp-Golomb codes from the first bytes of a slice header. Emulation
 // prevention bytes cannot occur this early in a slice, so the raw bytes are read as they are.
@@ -65,16 +55,18 @@ private:
     int m_bitsLeft = 0;
 };
 
-// A non-IDR slice is still a starting point when it is the first slice of an intra picture
-// (cameras with periodic intra refresh send I slices without IDR).
-bool IsIntraPictureStart(const ByteReader& slice) {
-    GolombReader g(slice);
+// The first two fields of an H.264 slice header.
+struct SliceStart {
+    bool read = false;
     uint32_t firstMb = 0;
     uint32_t sliceType = 0;
-    if (!g.ue(firstMb) || !g.ue(sliceType)) {
-        return false;
-    }
-    return firstMb == 0 && (sliceType % 5 == 2 || sliceType % 5 == 4);
+};
+
+SliceStart ReadSliceStart(const ByteReader& slice) {
+    GolombReader g(slice);
+    SliceStart s;
+    s.read = g.ue(s.firstMb) && g.ue(s.sliceType);
+    return s;
 }
 
 // What the units of one frame showed.
@@ -82,44 +74,77 @@ struct Findings {
     bool config = false;
     bool picture = false;
     bool key = false;
+    bool starts = false;
+    bool continues = false;
 
-    FrameKind Kind() const {
-        if (key) {
-            return FrameKind::kKey;
-        }
-        if (picture) {
-            return FrameKind::kDelta;
-        }
-        return config ? FrameKind::kConfig : FrameKind::kNothing;
+    FrameFacts Facts() const {
+        FrameFacts facts;
+        facts.kind = key       ? FrameKind::kKey
+                     : picture ? FrameKind::kDelta
+                     : config  ? FrameKind::kConfig
+                               : FrameKind::kNothing;
+        facts.startsPicture = starts;
+        facts.continuesPicture = continues && !starts;
+        return facts;
     }
 };
 
 // Calls 'judge(code, rest, findings)' for the first byte after every start code, with the
 // bytes that follow it.
 template <typename Judge>
-FrameKind InspectUnits(const uint8_t* data, size_t len, Judge judge) {
+FrameFacts InspectUnits(const uint8_t* data, size_t len, Judge judge) {
     ByteReader r(data, len);
     Findings findings;
     uint8_t code = 0;
     while (SkipToStartCode(r) && r.u8(code)) {
         judge(code, r, findings);
     }
-    return findings.Kind();
+    return findings.Facts();
 }
 
 }  // namespace
 
-FrameKind InspectH264Frame(const uint8_t* data, size_t len) {
+FrameFacts InspectH264Frame(const uint8_t* data, size_t len) {
     enum { kSliceNonIdr = 1, kSliceIdr = 5, kSps = 7, kPps = 8 };  // 2-4: data partitions
     return InspectUnits(data, len, [](uint8_t header, const ByteReader& rest, Findings& f) {
         int type = header & 0x1f;
         f.config = f.config || type == kSps || type == kPps;
-        f.picture = f.picture || (type >= kSliceNonIdr && type <= kSliceIdr);
-        f.key = f.key || type == kSliceIdr || (type == kSliceNonIdr && IsIntraPictureStart(rest));
+        if (type != kSliceNonIdr && type != kSliceIdr) {
+            f.picture = f.picture || (type > kSliceNonIdr && type < kSliceIdr);
+            return;
+        }
+        f.picture = true;
+        SliceStart slice = ReadSliceStart(rest);
+        const bool first = slice.read && slice.firstMb == 0;
+        f.starts = f.starts || first;
+        f.continues = f.continues || (slice.read && !first);
+        // A non-IDR slice is still a starting point when it is the first slice of an intra
+        // picture (cameras with periodic intra refresh send I slices without IDR).
+        const bool intra = slice.sliceType % 5 == 2 || slice.sliceType % 5 == 4;
+        f.key = f.key || type == kSliceIdr || (first && intra);
     });
 }
 
-FrameKind InspectMpeg4Frame(const uint8_t* data, size_t len) {
+FrameFacts InspectH265Frame(const uint8_t* data, size_t len) {
+    namespace h265 = playersdk::h265;
+    return InspectUnits(data, len, [](uint8_t header, ByteReader rest, Findings& f) {
+        const int type = h265::NalType(header);
+        f.config = f.config || h265::IsParameterSet(type);
+        uint8_t secondHeaderByte = 0;
+        uint8_t sliceStart = 0;
+        if (type > h265::kNalVclLast || !rest.u8(secondHeaderByte) || !rest.u8(sliceStart)) {
+            return;
+        }
+        f.picture = true;
+        f.key = f.key || h265::IsIrap(type);
+        // The slice header opens with first_slice_segment_in_pic_flag.
+        const bool first = (sliceStart & 0x80) != 0;
+        f.starts = f.starts || first;
+        f.continues = f.continues || !first;
+    });
+}
+
+FrameFacts InspectMpeg4Frame(const uint8_t* data, size_t len) {
     enum : uint8_t { kLayerFirst = 0x20, kLayerLast = 0x2F, kSequence = 0xB0, kVop = 0xB6 };
     return InspectUnits(data, len, [](uint8_t code, ByteReader rest, Findings& f) {
         f.config = f.config || code == kSequence || (code >= kLayerFirst && code <= kLayerLast);

@@ -15,9 +15,19 @@ enum class FrameKind {
     kDelta,    // a picture that needs the ones before it
 };
 
+// What a frame showed: its kind, and for H.264 and H.265 whether it holds the first slice of a
+// picture (starts) or only later slices of one (continues): a picture delivered in pieces.
+struct FrameFacts {
+    FrameKind kind = FrameKind::kNothing;
+    bool startsPicture = false;
+    bool continuesPicture = false;
+};
+
 // Annex B H.264: units after 00 00 01 (or 00 00 00 01).
-FrameKind InspectH264Frame(const uint8_t* data, size_t len);
+FrameFacts InspectH264Frame(const uint8_t* data, size_t len);
+// Annex B H.265: key frames are IRAP pictures (IDR, CRA, BLA).
+FrameFacts InspectH265Frame(const uint8_t* data, size_t len);
 // MPEG-4 Visual elementary stream: visual object sequence, object layer, VOPs.
-FrameKind InspectMpeg4Frame(const uint8_t* data, size_t len);
+FrameFacts InspectMpeg4Frame(const uint8_t* data, size_t len);
 
 }  // namespace playerdecoder

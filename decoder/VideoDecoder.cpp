@@ -23,10 +23,23 @@ private:
     std::atomic<std::thread::id>& m_mark;
 };
 
+AVCodecID CodecOf(eMediaDecType type) {
+    switch (type) {
+        case VT_H264:
+            return AV_CODEC_ID_H264;
+        case VT_H265:
+            return AV_CODEC_ID_HEVC;
+        case VT_MPEG4:
+            return AV_CODEC_ID_MPEG4;
+        default:
+            return AV_CODEC_ID_NONE;
+    }
+}
+
 }  // namespace
 
 std::shared_ptr<CVideoDecoder> CVideoDecoder::Create(eMediaDecType type, int width, int height) {
-    if (type != VT_H264 && type != VT_MPEG4) {
+    if (CodecOf(type) == AV_CODEC_ID_NONE) {
         return nullptr;
     }
     QuietFfmpegLog();
@@ -38,15 +51,18 @@ CVideoDecoder::CVideoDecoder(eMediaDecType type, int width, int height)
     : m_type(type), m_iCreateWidth(width), m_iCreateHeight(height) {}
 
 bool CVideoDecoder::Open() {
-    const AVCodec* codec =
-        avcodec_find_decoder(m_type == VT_H264 ? AV_CODEC_ID_H264 : AV_CODEC_ID_MPEG4);
+    const AVCodec* codec = avcodec_find_decoder(CodecOf(m_type));
     if (!codec) {
         return false;
     }
     m_codec.reset(avcodec_alloc_context3(codec));
     m_frame.reset(av_frame_alloc());
+    m_last.reset(av_frame_alloc());
     m_packet.reset(av_packet_alloc());
-    if (!m_codec || !m_frame || !m_packet) {
+    if (!m_codec || !m_frame || !m_last || !m_packet) {
+        return false;
+    }
+    if (JoinsPictures() && !m_assembler.Open(codec->id)) {
         return false;
     }
     // One thread: every frame comes out as soon as it goes in, and a picture is never
@@ -67,14 +83,34 @@ int CVideoDecoder::InputVideoData(const uint8_t* data, int len, long long ts) {
     }
     InputThreadMark mark(m_inputThread);
     ++m_frames;
-    return TakeFrame(data, static_cast<size_t>(len), ts);
+    if (!JoinsPictures() || static_cast<size_t>(len) > kMaxFrameBytes) {
+        return TakeFrame(data, static_cast<size_t>(len), ts);
+    }
+    // A frame the assembler holds is taken; one it completes answers for the frames it joined.
+    int result = kDecOk;
+    m_assembler.Input(data, static_cast<size_t>(len), ts, Inspect(data, static_cast<size_t>(len)),
+                      [&](const uint8_t* picture, size_t size, long long pictureTs) {
+                          result = TakeFrame(picture, size, pictureTs);
+                      });
+    return result;
+}
+
+FrameFacts CVideoDecoder::Inspect(const uint8_t* data, size_t len) const {
+    switch (m_type) {
+        case VT_H264:
+            return InspectH264Frame(data, len);
+        case VT_H265:
+            return InspectH265Frame(data, len);
+        default:
+            return InspectMpeg4Frame(data, len);
+    }
 }
 
 int CVideoDecoder::TakeFrame(const uint8_t* data, size_t len, long long ts) {
     if (len > kMaxFrameBytes) {
         return MarkDamaged();
     }
-    FrameKind kind = m_type == VT_H264 ? InspectH264Frame(data, len) : InspectMpeg4Frame(data, len);
+    FrameKind kind = Inspect(data, len).kind;
     if (kind == FrameKind::kNothing) {
         ++m_skipped;  // nothing the codec could use; decoding goes on as it was
         return kDecNotYet;
@@ -89,7 +125,7 @@ int CVideoDecoder::TakeFrame(const uint8_t* data, size_t len, long long ts) {
             m_config.assign(data, data + len);
             return kDecOk;
         }
-        // H.264 parameter sets go straight in; they never make a picture of their own.
+        // H.264 and H.265 parameter sets go straight in; they never make a picture of their own.
         return Decode(data, len, ts, kind);
     }
     if (m_bWaitKey && kind != FrameKind::kKey) {
@@ -164,11 +200,17 @@ bool CVideoDecoder::SendAndDeliver(const std::vector<uint8_t>& config, const uin
     return !damaged;
 }
 
-void CVideoDecoder::Deliver(const AVFrame& frame) {
-    m_work.width = frame.width;
-    m_work.height = frame.height;
-    m_work.bgr.resize(static_cast<size_t>(frame.width) * frame.height * 3);
-    if (!m_toBgr.Convert(PlanesOf(frame), PlanesOf(m_work))) {
+bool CVideoDecoder::ToBgr(const AVFrame& frame, CPixelConverter& converter, Picture& out) {
+    ++m_conversions;
+    out.width = frame.width;
+    out.height = frame.height;
+    out.bgr.resize(static_cast<size_t>(frame.width) * frame.height * 3);
+    return converter.Convert(PlanesOf(frame), PlanesOf(out));
+}
+
+// The decoded picture is kept by reference; it is converted only for the picture callback.
+void CVideoDecoder::Deliver(AVFrame& frame) {
+    if (frame.width <= 0 || frame.height <= 0) {
         return;
     }
     Pace(frame.pts != AV_NOPTS_VALUE ? frame.pts : frame.best_effort_timestamp);
@@ -183,7 +225,8 @@ void CVideoDecoder::Deliver(const AVFrame& frame) {
         if (m_bClosing) {
             return;
         }
-        std::swap(m_work, m_last);
+        av_frame_unref(m_last.get());
+        av_frame_move_ref(m_last.get(), &frame);
         drawn = DrawLocked(dc);
         pictureCb = m_pPictureCb;
         pictureUser = m_lPictureUser;
@@ -191,9 +234,9 @@ void CVideoDecoder::Deliver(const AVFrame& frame) {
         drawUser = m_lDrawUser;
     }
     ++m_pictures;
-    if (pictureCb) {
-        pictureCb(m_lHandle, reinterpret_cast<char*>(m_last.bgr.data()), m_last.width,
-                  m_last.height, DEC_PIC_BGR24, pictureUser);
+    if (pictureCb && ToBgr(*m_last, m_toBgr, m_work)) {
+        pictureCb(m_lHandle, reinterpret_cast<char*>(m_work.bgr.data()), m_work.width,
+                  m_work.height, DEC_PIC_BGR24, pictureUser);
     }
     if (drawn && drawCb) {
         drawCb(&dc, drawUser);
@@ -217,7 +260,7 @@ void CVideoDecoder::Pace(long long ts) {
 }
 
 bool CVideoDecoder::DrawLocked(__DC& dc) {
-    if (!m_bShow || !m_renderer.Draw(m_last)) {
+    if (!m_bShow || m_last->width <= 0 || !m_renderer.Draw(PlanesOf(*m_last))) {
         return false;
     }
     dc.surface = m_renderer.display();
@@ -271,18 +314,26 @@ int CVideoDecoder::CapPicture(const char* path) {
     if (!path || !*path) {
         return kDecBadCall;
     }
-    Picture copy;
+    FramePtr last(av_frame_alloc());
+    if (!last) {
+        return kDecEncoderFailed;
+    }
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_bClosing) {
             return kDecBadCall;
         }
-        if (m_last.empty()) {
+        if (m_last->width <= 0 || av_frame_ref(last.get(), m_last.get()) < 0) {
             return kDecNotYet;
         }
-        copy = m_last;  // written outside the lock: decoding goes on meanwhile
     }
-    switch (WritePictureFile(copy, path)) {
+    // Converted and written outside the lock: decoding goes on meanwhile.
+    CPixelConverter converter;
+    Picture picture;
+    if (!ToBgr(*last, converter, picture)) {
+        return kDecEncoderFailed;
+    }
+    switch (WritePictureFile(picture, path)) {
         case WriteResult::kWritten:
             return kDecOk;
         case WriteResult::kCannotWrite:
@@ -295,13 +346,13 @@ int CVideoDecoder::CapPicture(const char* path) {
 
 int CVideoDecoder::GetPictureSize(int& width, int& height) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_last.empty()) {
+    if (m_last->width <= 0) {
         width = m_iCreateWidth;
         height = m_iCreateHeight;
         return kDecNotYet;
     }
-    width = m_last.width;
-    height = m_last.height;
+    width = m_last->width;
+    height = m_last->height;
     return kDecOk;
 }
 
@@ -344,6 +395,7 @@ DecoderStats CVideoDecoder::Stats() const {
     stats.corrupt = m_corrupt;
     stats.skipped = m_skipped;
     stats.configs = m_configs;
+    stats.conversions = m_conversions;
     return stats;
 }
 

@@ -1,6 +1,8 @@
-// One decoder of the library: takes whole H.264 or MPEG-4 frames, decodes them with
-// libavcodec, keeps the last picture (BGR24), paces and draws it into the X window, and hands
-// it to the picture and draw callbacks.
+// One decoder of the library: takes H.264, H.265 or MPEG-4 frames (H.264 and H.265 pictures
+// may come in pieces: they are joined first), decodes them with libavcodec, keeps the last
+// picture as it was decoded, paces and draws it into the X window, and hands it to the picture
+// and draw callbacks. The picture is converted to BGR only for someone who looks at it: the
+// picture callback or a snapshot (the window is drawn straight from the decoded planes).
 //
 // Threads: frames come in on one thread at a time (m_inputMutex); the window, callbacks,
 // snapshot and refresh calls may come from any other thread (m_mutex guards what they share).
@@ -20,6 +22,7 @@
 #include "FrameKind.h"
 #include "FramePacer.h"
 #include "Picture.h"
+#include "PictureAssembler.h"
 #include "PlayerDecoder.h"
 #include "XWindowRenderer.h"
 
@@ -36,16 +39,18 @@ enum DecoderResult {
 };
 
 struct DecoderStats {
-    uint64_t frames = 0;    // frames handed in (configurations included)
-    uint64_t pictures = 0;  // pictures delivered
-    uint64_t corrupt = 0;   // frames the codec refused or reported damaged
-    uint64_t skipped = 0;   // frames dropped while waiting for a key frame
-    uint64_t configs = 0;   // inputs that carried a configuration and no picture
+    uint64_t frames = 0;       // frames handed in (configurations included)
+    uint64_t pictures = 0;     // pictures delivered
+    uint64_t corrupt = 0;      // frames the codec refused or reported damaged
+    uint64_t skipped = 0;      // frames dropped while waiting for a key frame
+    uint64_t configs = 0;      // inputs that carried a configuration and no picture
+    uint64_t conversions = 0;  // pictures converted to BGR (for the callback or a snapshot)
 };
 
 class CVideoDecoder {
 public:
-    // Null for a type other than VT_H264 and VT_MPEG4, or when the codec cannot be opened.
+    // Null for a type other than VT_H264, VT_H265 and VT_MPEG4, or when the codec cannot be
+    // opened.
     static std::shared_ptr<CVideoDecoder> Create(eMediaDecType type, int width, int height);
     virtual ~CVideoDecoder() = default;
     CVideoDecoder(const CVideoDecoder&) = delete;
@@ -71,12 +76,16 @@ public:
 private:
     CVideoDecoder(eMediaDecType type, int width, int height);
     bool Open();
+    bool JoinsPictures() const { return m_type != VT_MPEG4; }
+    FrameFacts Inspect(const uint8_t* data, size_t len) const;
     int TakeFrame(const uint8_t* data, size_t len, long long ts);
     int Decode(const uint8_t* data, size_t len, long long ts, FrameKind kind);
     bool SendAndDeliver(const std::vector<uint8_t>& config, const uint8_t* data, size_t len,
                         long long ts);
     int MarkDamaged();
-    void Deliver(const AVFrame& frame);
+    void Deliver(AVFrame& frame);
+    // The picture in BGR, through the given converter; every call counts as a conversion.
+    bool ToBgr(const AVFrame& frame, CPixelConverter& converter, Picture& out);
     void Pace(long long ts);
     bool DrawLocked(__DC& dc);
 
@@ -95,15 +104,17 @@ private:
     std::vector<uint8_t> m_config;      // MPEG-4 configuration for the next frame decoded
     std::vector<uint8_t> m_goodConfig;  // the last one that gave a picture
     bool m_bWaitKey = true;
+    CPictureAssembler m_assembler;
     CPixelConverter m_toBgr;
-    Picture m_work;
+    Picture m_work;  // the picture callback's BGR copy
 
     // Shared with the other threads, under m_mutex. m_last is written only by the input
-    // thread, so that thread may read it without the lock.
+    // thread, so that thread may read it without the lock. It holds a reference to the
+    // decoder's picture, not a copy.
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
     std::atomic<bool> m_bClosing{false};
-    Picture m_last;
+    FramePtr m_last;
     CXWindowRenderer m_renderer;
     bool m_bShow = true;
     DrawCB m_pDrawCb = nullptr;
@@ -119,6 +130,7 @@ private:
     std::atomic<uint64_t> m_corrupt{0};
     std::atomic<uint64_t> m_skipped{0};
     std::atomic<uint64_t> m_configs{0};
+    std::atomic<uint64_t> m_conversions{0};
 };
 
 }  // namespace playerdecoder

@@ -111,8 +111,8 @@ AVPixelFormat CXWindowRenderer::PixelFormatOf(const XImage& image) const {
     return AV_PIX_FMT_NONE;
 }
 
-bool CXWindowRenderer::Draw(const Picture& picture) {
-    if (NoWindow(m_window) || picture.empty() || !Connect()) {
+bool CXWindowRenderer::Draw(const PlaneSet& picture) {
+    if (NoWindow(m_window) || picture.width <= 0 || picture.height <= 0 || !Connect()) {
         return false;
     }
     Window window = static_cast<Window>(m_window);
@@ -137,7 +137,7 @@ bool CXWindowRenderer::Draw(const Picture& picture) {
         target.width = attributes.width;
         target.height = attributes.height;
         target.format = format;
-        if (m_converter.Convert(PlanesOf(picture), target)) {
+        if (m_converter.Convert(picture, target)) {
             if (!m_gc) {
                 m_gc = XCreateGC(m_display, window, 0, nullptr);
             }

@@ -26,8 +26,8 @@ public:
     // The connection the pictures go through (null before the first successful draw).
     Display* display() const { return m_display; }
 
-    // True when the picture reached the window.
-    bool Draw(const Picture& picture);
+    // True when the picture (in any pixel format) reached the window.
+    bool Draw(const PlaneSet& picture);
 
 private:
     bool Connect();

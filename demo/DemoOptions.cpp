@@ -28,6 +28,7 @@ const char* DemoHelpText() {
            "\n"
            "Options:\n"
            "  --mpeg4          serve the test pattern as MPEG-4 Visual instead of H.264\n"
+           "  --h265           serve the test pattern as H.265 (libx265) instead of H.264\n"
            "  --udp            receive the video over UDP (RTP on ports from 10000 up)\n"
            "  --tcp            receive it in the RTSP connection (the default)\n"
            "  --seconds N      play (and record) N seconds; default 10; with a URL 0 plays\n"
@@ -80,6 +81,8 @@ bool ParseDemoOptions(int argc, char** argv, DemoOptions& options, std::string& 
             options.help = true;
         } else if (arg == "--mpeg4") {
             options.mpeg4 = true;
+        } else if (arg == "--h265") {
+            options.h265 = true;
         } else if (arg == "--udp" || arg == "--tcp") {
             options.udp = arg == "--udp";
         } else if (arg == "--window") {

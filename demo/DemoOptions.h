@@ -19,6 +19,7 @@ enum DemoExit {
 struct DemoOptions {
     std::string url;  // empty: serve the live test pattern and play it
     bool mpeg4 = false;
+    bool h265 = false;
     bool udp = false;  // RTP on UDP ports of the player's own instead of in the RTSP connection
     int seconds = 10;  // how long to play and record (URL: 0 plays until Ctrl-C)
     int timeout = 10;  // seconds to wait for the server's answer and the first picture

@@ -200,13 +200,15 @@ void CDemoRun::Note(const std::string& what, const std::string& path) {
 
 int CDemoRun::RunLivePattern(long window) {
     LiveSourceOptions sourceOptions;
-    sourceOptions.codec = m_options.mpeg4 ? VideoCodec::kMpeg4 : VideoCodec::kH264;
-    const char* codec = m_options.mpeg4 ? "MPEG-4" : "H.264";
+    sourceOptions.codec = m_options.h265    ? VideoCodec::kH265
+                          : m_options.mpeg4 ? VideoCodec::kMpeg4
+                                            : VideoCodec::kH264;
+    const char* codec = m_options.h265 ? "H.265" : m_options.mpeg4 ? "MPEG-4" : "H.264";
     CLiveSource source(sourceOptions);
     if (!source.Start()) {
         fprintf(stderr,
                 "playersdk-demo: cannot serve the test pattern: libavcodec has no %s "
-                "encoder here (H.264 needs libx264)\n",
+                "encoder here (H.264 needs libx264, H.265 libx265)\n",
                 codec);
         return kExitSourceFailed;
     }

@@ -14,6 +14,10 @@
  * A decoder's calls may come from several threads; the picture and draw callbacks run on the
  * thread that called Decoder_InputVideoData() (or Decoder_RefreshSurface()), before it
  * returns. Decoder_CloseDecode() may be called from inside them.
+ *
+ * @par Pictures
+ * Pictures are converted to BGR only for the picture callback and for snapshots; the window is
+ * drawn from the decoded picture, which the decoder keeps for snapshots and refreshes.
  */
 #ifndef PLAYERDECODER_H
 #define PLAYERDECODER_H
@@ -30,8 +34,8 @@ extern "C" {
 /**
  * Creates a decoder.
  * @param handle receives the new decoder's handle (-1 on failure)
- * @param type the stream's codec: VT_H264 or VT_MPEG4 (the reference decoder library refuses
- *        the others)
+ * @param type the stream's codec: VT_H264, VT_H265 or VT_MPEG4 (the reference decoder library
+ *        refuses the others)
  * @param userData accepted as given
  * @param overlay accepted as given
  * @param colorKey accepted as given
@@ -42,16 +46,22 @@ extern "C" {
 PLAYERDECODER_API int Decoder_Create(long* handle, eMediaDecType type, long userData, int overlay,
                                      unsigned int colorKey, int width, int height);
 /**
- * Decodes one whole frame (an H.264 access unit with start codes, or an MPEG-4 frame or its
+ * Decodes one frame (an H.264 or H.265 access unit with start codes, or an MPEG-4 frame or its
  * configuration), draws the picture into the decoder's window and hands it to the picture
  * callback.
+ *
+ * An H.264 or H.265 frame may hold a whole picture or a piece of one (one or more of its
+ * slices): pieces are joined into pictures. The first frames of a stream are held until the
+ * stream shows which kind it sends (one frame later); after that whole pictures are decoded as
+ * they come and a picture in pieces is decoded when the first piece of the next one arrives.
+ * The result of a frame that completes a picture is that picture's.
  * @param handle the decoder
  * @param data the frame; read during the call only
  * @param len bytes in data
  * @param ts the frame's time stamp in time-scale units (Decoder_SetTimeScale())
- * @return 0 frame taken (decoded, or kept as the MPEG-4 configuration); -1 bad handle or empty
- *         frame; -2 skipped while waiting for a key frame; -3 corrupt (decoding waits for the
- *         next key frame)
+ * @return 0 frame taken (decoded, kept as the MPEG-4 configuration, or held to be joined with
+ *         the rest of its picture); -1 bad handle or empty frame; -2 skipped while waiting for a
+ *         key frame; -3 corrupt (decoding waits for the next key frame)
  */
 PLAYERDECODER_API int Decoder_InputVideoData(long handle, char* data, int len, long long ts);
 /**

@@ -103,8 +103,8 @@ typedef enum {
     PT_RTP_VERSION3 = 4  /**< Reserved; received, not decoded. */
 } ePacketType;
 
-/** Decoder kinds of the decoder library (the reference decoder library decodes VT_MPEG4 and
- * VT_H264). */
+/** Decoder kinds of the decoder library (the reference decoder library decodes VT_MPEG4,
+ * VT_H264 and VT_H265). */
 typedef enum {
     VT_MPEG4 = 1,          /**< MPEG-4 Visual. */
     VT_H264 = 2,           /**< H.264. */
@@ -116,7 +116,8 @@ typedef enum {
     VT_LC = 8,             /**< A maker's own video format. */
     AT_LC = 9,             /**< A maker's own audio format. */
     VT_DH = 10,            /**< A maker's own video format. */
-    VT_IR = 11             /**< Infrared video; its decoder raises NOTIFY_ZU_IR_DEC_CREATE. */
+    VT_IR = 11,            /**< Infrared video; its decoder raises NOTIFY_ZU_IR_DEC_CREATE. */
+    VT_H265 = 12           /**< H.265. */
 } eMediaDecType;
 
 /** The stream description handed to the decoder set-up. */

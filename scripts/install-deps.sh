@@ -7,9 +7,12 @@ set -euo pipefail
 # libcrypto for Digest authentication; the RTSP servers whose replies the interop scripts
 # capture (GStreamer's server with its plugins, VLC, rtsp-server-perl); doxygen for the
 # reference documentation; make and dpkg-dev (dpkg-shlibdeps) for the install checks, which
-# build the examples and the Debian packages.
+# build the examples and the Debian packages. The test pattern is encoded with libx264 and
+# libx265, which Debian's libavcodec is built with (named here so that they are there even if
+# that changes); Debian's ffmpeg is the yardstick of the decoding and ingest benchmarks.
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
           libavcodec-dev libavutil-dev libswscale-dev libx11-dev xvfb libssl-dev
+          libx264-164 libx265-199 ffmpeg
           gir1.2-gst-rtsp-server-1.0 python3-gi gstreamer1.0-plugins-base
           gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly vlc-bin vlc-plugin-base
           rtsp-server-perl doxygen make dpkg-dev "$@")

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/ByteCursor.h"
+#include "media/PayloadTypes.h"
 
 namespace playersdk {
 bool ParseFileHeader(const uint8_t* data, size_t len, ZuFileHeader& header) {
@@ -46,6 +47,7 @@ eManuFileType ManuFileTypeOf(uint32_t mediaType, eManuFileType current) {
         case 35:
         case 96:
         case 97:
+        case kRecordPayloadTypeH265:
             return MANU_FILE_TYPE_BRT;
         case 37:
             return MANU_FILE_TYPE_DAHU;

@@ -85,5 +85,6 @@ eManuFileType ManuFileTypeOf(uint32_t mediaType, eManuFileType current);
 // Frees the extension bytes and zeroes the header.
 void ResetFileHead(ZuFileHeader& header);
 // 1 when the frame starting with 'probe' is a key frame of a maker whose streams are understood
-// (only MANU_FILE_TYPE_BRT: MPEG-4 VOS/VO start or H.264 IDR/SPS with NRI 3), else 0.
+// (only MANU_FILE_TYPE_BRT: MPEG-4 VOS/VO start or H.264 IDR/SPS with NRI 3), else 0. H.265
+// frames (kRecordPayloadTypeH265) are judged by their IRAP slices instead.
 int IsKeyFrame(const playersdk::KeyProbe& probe, int type);

@@ -13,6 +13,7 @@
 #include "PlayerDecoder.h"
 #include "base/ByteCursor.h"
 #include "base/MutexGuard.h"
+#include "media/H265Nal.h"
 #include "media/PayloadTypes.h"
 
 namespace {
@@ -168,12 +169,30 @@ int CFilePlayer::GetFrameInfo(ZuFrameData& frame, uint32_t /*index*/) {
     if (!DataFitsInFile(frame)) {
         return -1;
     }
+    if (frame.mediaType == playersdk::kRecordPayloadTypeH265) {
+        return IndexH265Frame(frame);
+    }
     playersdk::KeyProbe probe{};
     if (fread(probe.data(), 1, probe.size(), m_fileStream) != probe.size()) {
         return -1;
     }
     frame.IsIKey = IsKeyFrame(probe, m_ManuFileType);
     fseek(m_fileStream, static_cast<long>(frame.dataLength - probe.size()), SEEK_CUR);
+    return 0;
+}
+
+// An H.265 key frame is an IRAP picture, whose slices may follow parameter sets and SEI of any
+// length: the whole frame is read to find them. Frames too long to be indexed are not read.
+int CFilePlayer::IndexH265Frame(ZuFrameData& frame) {
+    if (frame.dataLength > playersdk::kMaxIndexedFrameLength) {
+        return fseek(m_fileStream, static_cast<long>(frame.dataLength), SEEK_CUR) == 0 ? 0 : -1;
+    }
+    auto* data = static_cast<uint8_t*>(m_indexScratch.getbuf(frame.dataLength));
+    if (!data || fread(data, 1, frame.dataLength, m_fileStream) != frame.dataLength) {
+        return -1;
+    }
+    frame.IsIKey = m_ManuFileType == MANU_FILE_TYPE_BRT &&
+                   playersdk::h265::HasIrapSlice(data, frame.dataLength);
     return 0;
 }
 
@@ -317,6 +336,8 @@ int CFilePlayer::CreatDecoder(HWND hwnd, uint32_t mediaType) {
         type = VT_MPEG4;
     } else if (mediaType == playersdk::kPayloadTypeH264) {
         type = VT_H264;
+    } else if (mediaType == playersdk::kRecordPayloadTypeH265) {
+        type = VT_H265;
     } else {
         return -1;
     }

@@ -78,9 +78,11 @@ private:
     FrameStep PlayCurrentFrame(CMemory& buffer);
     void WaitFrameGap() const;
     bool DataFitsInFile(const ZuFrameData& frame) const;
+    int IndexH265Frame(ZuFrameData& frame);
     FileIndex* SeekIndex(long percent) const;
     void FreeFileIndex();
     BOOL m_bThreadStarted;
+    CMemory m_indexScratch;  // one H.265 frame being indexed
 };
 
 namespace playersdk {

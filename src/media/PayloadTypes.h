@@ -9,6 +9,11 @@ constexpr uint32_t kPayloadTypeMpeg4Other = 35;
 constexpr uint32_t kPayloadTypeH264 = 96;
 constexpr uint32_t kPayloadTypeMpeg4 = 97;
 constexpr uint32_t kPayloadTypeIr = 98;
+// H.265 arrives under dynamic payload types that other codecs share (96, 98): only the rtpmap
+// name tells it apart. Record files therefore mark its frames with a value of their own,
+// which no RTP payload type (7 bits) can take, so no recording of another codec is read as
+// H.265.
+constexpr uint32_t kRecordPayloadTypeH265 = 265;
 
 // MPEG-4 Visual arrives under two payload types.
 constexpr bool IsMpeg4PayloadType(uint32_t pt) {

@@ -78,6 +78,7 @@ CRtpStream::CRtpStream()
       m_RecordFile(nullptr),
       m_bRecordPrepare(0),
       m_RecordType(0),
+      m_bH265(0),
       m_pFrameList(nullptr),
       m_bDoneSeqValid(false),
       m_DoneSeq(0),

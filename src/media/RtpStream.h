@@ -162,6 +162,9 @@ public:
     // Framed files: the header is written. Raw files: the first key frame is written.
     std::atomic<BOOL> m_bRecordPrepare;
     std::atomic<int> m_RecordType;
+    // The stream carries H.265 (its rtpmap says so; the payload type cannot): its frames are
+    // recorded under kRecordPayloadTypeH265.
+    std::atomic<BOOL> m_bH265;
     CFrameList* m_pFrameList;
 
 private:
@@ -193,6 +196,8 @@ private:
     void FeedDecoder(char* buf, int len, long long ts);
     void ReportDecoderCreated(eMediaDecType type, int result, long handle);
     int ConfigLength() const;
+    // The payload type a frame record carries: the frame's, or the H.265 record value.
+    uint32_t RecordMediaType() const;
     // The recorder's writers; m_mutexRecord is held and the file is open.
     void WriteRecordHeader(int width, int height);
     void WriteFrameRecord(const char* buf, int len, uint32_t type, uint32_t ts);

@@ -82,12 +82,15 @@ void CRtpStream::SaveRecord(char* buf, int len, long long ts) {
         // Without a header the recording was restarted between PrepareRecord and here; the
         // frame belongs to the one that ended, and the next frame starts the new file.
         if (m_bRecordPrepare) {
-            WriteFrameRecord(buf, len, static_cast<uint32_t>(m_MediaType),
-                             static_cast<uint32_t>(ts));
+            WriteFrameRecord(buf, len, RecordMediaType(), static_cast<uint32_t>(ts));
         }
     } else {
         WriteRawFrame(buf, len);
     }
+}
+
+uint32_t CRtpStream::RecordMediaType() const {
+    return m_bH265 ? playersdk::kRecordPayloadTypeH265 : static_cast<uint32_t>(m_MediaType);
 }
 
 // The picture size is asked before the lock is taken: the decoder is not called under it.

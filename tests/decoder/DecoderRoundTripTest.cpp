@@ -12,8 +12,7 @@ class DecoderRoundTrip : public testing::TestWithParam<eMediaDecType> {};
 
 TEST_P(DecoderRoundTrip, SnapshotsMatchTheSourceAndEveryPictureReachesTheCallback) {
     const std::vector<Picture> source = TestPatterns(320, 240, 12);
-    const EncodedStream stream =
-        Encode(GetParam() == VT_H264 ? AV_CODEC_ID_H264 : AV_CODEC_ID_MPEG4, source, 6);
+    const EncodedStream stream = Encode(GetParam(), source, 6);
     long handle = -1;
     ASSERT_EQ(Decoder_Create(&handle, GetParam(), 0, 0, 0, 352, 288), 0);
     int width = 0, height = 0;
@@ -43,7 +42,7 @@ TEST_P(DecoderRoundTrip, SnapshotsMatchTheSourceAndEveryPictureReachesTheCallbac
     EXPECT_EQ(Decoder_CloseDecode(handle), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, DecoderRoundTrip, testing::Values(VT_H264, VT_MPEG4),
-                         [](const auto& info) { return info.param == VT_H264 ? "H264" : "Mpeg4"; });
+INSTANTIATE_TEST_SUITE_P(Codecs, DecoderRoundTrip, testing::Values(VT_H264, VT_H265, VT_MPEG4),
+                         [](const auto& info) { return NameOf(info.param); });
 
 }  // namespace

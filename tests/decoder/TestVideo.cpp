@@ -19,12 +19,15 @@ std::vector<Picture> TestPatterns(int width, int height, int count) {
     return pictures;
 }
 
-EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop) {
+EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop, int slices) {
     EncodedStream stream;
     CVideoEncoder encoder;
-    const bool h264 = codec == AV_CODEC_ID_H264;
-    if (pictures.empty() || !encoder.Open(h264 ? VideoCodec::kH264 : VideoCodec::kMpeg4,
-                                          pictures[0].width, pictures[0].height, 25, gop)) {
+    const bool annexB = codec != AV_CODEC_ID_MPEG4;
+    const VideoCodec kind = codec == AV_CODEC_ID_HEVC   ? VideoCodec::kH265
+                            : codec == AV_CODEC_ID_H264 ? VideoCodec::kH264
+                                                        : VideoCodec::kMpeg4;
+    if (pictures.empty() ||
+        !encoder.Open(kind, pictures[0].width, pictures[0].height, 25, gop, slices)) {
         return stream;
     }
     std::vector<EncodedPicture> encoded;
@@ -32,18 +35,30 @@ EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int 
         encoder.Encode(picture, false, encoded);
     }
     encoder.Flush(encoded);
-    // H.264 parameter sets go in-band, in front of each key frame, as cameras send them.
+    // H.264 and H.265 parameter sets go in-band, in front of each key frame, as cameras send
+    // them.
     const std::vector<uint8_t>& config = encoder.config();
-    if (!h264) {
+    if (!annexB) {
         stream.config = config;
     }
     for (EncodedPicture& picture : encoded) {
-        if (h264 && picture.key) {
+        if (annexB && picture.key) {
             picture.bytes.insert(picture.bytes.begin(), config.begin(), config.end());
         }
         stream.frames.push_back({std::move(picture.bytes), picture.key, picture.index * 3600});
     }
     return stream;
+}
+
+EncodedStream Encode(eMediaDecType type, const std::vector<Picture>& pictures, int gop) {
+    const AVCodecID codec = type == VT_H265   ? AV_CODEC_ID_HEVC
+                            : type == VT_H264 ? AV_CODEC_ID_H264
+                                              : AV_CODEC_ID_MPEG4;
+    return Encode(codec, pictures, gop);
+}
+
+const char* NameOf(eMediaDecType type) {
+    return type == VT_H265 ? "H265" : type == VT_H264 ? "H264" : "Mpeg4";
 }
 
 int Feed(long handle, const EncodedStream& stream, size_t from, size_t to) {

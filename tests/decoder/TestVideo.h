@@ -26,10 +26,14 @@ struct EncodedStream {
 
 // The live source's test pattern for frames 0 to count - 1.
 std::vector<Picture> TestPatterns(int width, int height, int count);
-// H.264 through libx264 (Annex B, parameter sets in front of key frames) or MPEG-4 Visual
-// (configuration apart); a key frame every 'gop' frames, stamps 3600 apart (25 frames a
-// second at 90 kHz).
-EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop);
+// H.264 through libx264 or H.265 through libx265 (Annex B, parameter sets in front of key
+// frames) or MPEG-4 Visual (configuration apart); a key frame every 'gop' frames, each cut
+// into 'slices' slices (H.264), stamps 3600 apart (25 frames a second at 90 kHz).
+EncodedStream Encode(AVCodecID codec, const std::vector<Picture>& pictures, int gop,
+                     int slices = 1);
+// The same for the codec of a decoder type.
+EncodedStream Encode(eMediaDecType type, const std::vector<Picture>& pictures, int gop);
+const char* NameOf(eMediaDecType type);
 
 // Feeds frames [from, to), the MPEG-4 configuration first when 'from' is 0; returns how many
 // frames were taken (result 0).

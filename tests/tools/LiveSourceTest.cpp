@@ -10,6 +10,8 @@
 #include "PlayerSDK.h"
 #include "TcpClient.h"
 #include "livesource/TestPattern.h"
+#include "media/H265Depacketizer.h"
+#include "media/H265Nal.h"
 #include "rtpgen/RtpGen.h"
 #include "rtspserver/RtspStreamParser.h"
 
@@ -201,6 +203,60 @@ TEST(PicturePacketizer, Mpeg4PicturesAreCutIntoPiecesThatJoinBackWhole) {
         }
         EXPECT_EQ(joined, picture.bytes);
     }
+}
+
+TEST(PicturePacketizer, H265PicturesComeBackWholeThroughTheDepacketizerWithTheSdpSetsFirst) {
+    namespace h265 = playersdk::h265;
+    CLiveSource source({VideoCodec::kH265});
+    ASSERT_TRUE(source.Start());
+    const std::string& sdp = source.sdp();
+    ASSERT_NE(sdp.find("m=video 0 RTP/AVP 96\r\na=rtpmap:96 H265/90000\r\na=fmtp:96 sprop-vps="),
+              std::string::npos);
+    const size_t at = sdp.find("a=fmtp:96 ") + 10;
+    playersdk::CH265Depacketizer depacketizer;
+    ASSERT_TRUE(depacketizer.SetFormatParameters(sdp.substr(at, sdp.find("\r\n", at) - at)));
+    const std::vector<uint8_t> config = ConfigOf(VideoCodec::kH265);
+    Bytes sets;
+    for (const NalUnit& unit : AnnexBUnits(config)) {
+        if (h265::IsParameterSet(h265::NalType(unit.data[0]))) {
+            sets.insert(sets.end(), {0, 0, 0, 1});
+            sets.insert(sets.end(), unit.data, unit.data + unit.size);
+        }
+    }
+    EXPECT_EQ(depacketizer.parameterSets(), sets);
+    const std::vector<EncodedPicture> pictures = EncodeFrames(VideoCodec::kH265, 3, 2);
+    ASSERT_EQ(pictures.size(), 3u);
+    constexpr size_t kMaxPayload = 100;  // the pictures are small: their slices must be cut
+    CPicturePacketizer packetizer(VideoCodec::kH265, config, kDefaultSsrc, kMaxPayload);
+    int fragments = 0;
+
+    for (size_t i = 0; i < pictures.size(); ++i) {
+        const std::vector<Bytes> packets = packetizer.Packetize(pictures[i], 3600 * i);
+        for (const Bytes& packet : packets) {
+            const RtpView rtp = Parse(packet);
+            EXPECT_EQ(rtp.payloadType, 96);
+            EXPECT_LE(rtp.payload.size(), kMaxPayload);
+            fragments += h265::NalType(rtp.payload[0]) == h265::kNalFragment;
+            EXPECT_EQ(depacketizer.Input(rtp.payload.data(), rtp.payload.size(), rtp.timestamp,
+                                         rtp.sequence, rtp.marker),
+                      playersdk::H265Drop::kNone);
+        }
+        playersdk::H265AccessUnit unit;
+        ASSERT_TRUE(depacketizer.Take(unit));
+        Bytes expected = i == 0 ? sets : Bytes();  // the SDP's sets go first, once
+        if (pictures[i].key) {
+            expected.insert(expected.end(), sets.begin(), sets.end());
+        }
+        for (const NalUnit& nal : AnnexBUnits(pictures[i].bytes)) {
+            if (h265::NalType(nal.data[0]) <= h265::kNalVclLast) {
+                expected.insert(expected.end(), {0, 0, 0, 1});
+                expected.insert(expected.end(), nal.data, nal.data + nal.size);
+            }
+        }
+        EXPECT_EQ(unit.bytes, expected) << "picture " << i;
+        EXPECT_EQ(unit.key, pictures[i].key);
+    }
+    EXPECT_GT(fragments, 2);
 }
 
 TEST(LiveSource, SdpNamesTheEncodersConfigurationFrameRateAndPictureSize) {

@@ -5,6 +5,7 @@
 
 #include "PlayerSDK.h"
 #include "livesource/TestPattern.h"
+#include "media/H265Nal.h"
 #include "rtpgen/RtpGen.h"
 
 namespace playersdk::livesource {
@@ -32,6 +33,22 @@ std::string Hex(const Bytes& bytes, size_t from = 0, size_t count = SIZE_MAX) {
     }
     return text;
 }
+
+// The VPS, SPS and PPS of an H.265 configuration, in Base64 as sprop-vps/sps/pps carry them.
+rtspserver::H265ParameterSets H265SetsOf(const Bytes& config) {
+    namespace h265 = playersdk::h265;
+    rtspserver::H265ParameterSets sets;
+    for (const NalUnit& unit : AnnexBUnits(config)) {
+        const int type = h265::NalType(unit.data[0]);
+        std::string& text = type == h265::kNalVps   ? sets.vps
+                            : type == h265::kNalSps ? sets.sps
+                                                    : sets.pps;
+        if (h265::IsParameterSet(type)) {
+            text = Base64(unit.bytes());
+        }
+    }
+    return sets;
+}
 }  // namespace
 
 std::string BuildSourceSdp(const LiveSourceOptions& source, const std::vector<uint8_t>& config) {
@@ -41,6 +58,9 @@ std::string BuildSourceSdp(const LiveSourceOptions& source, const std::vector<ui
     options.height = source.height;
     if (source.codec == VideoCodec::kMpeg4) {
         return rtspserver::BuildMpeg4Sdp(Hex(config), options);
+    }
+    if (source.codec == VideoCodec::kH265) {
+        return rtspserver::BuildH265Sdp(H265SetsOf(config), options);
     }
     std::string sets;
     for (const NalUnit& unit : AnnexBUnits(config)) {

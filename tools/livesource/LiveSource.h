@@ -1,5 +1,5 @@
-// A live camera on the loopback interface: the test pattern, encoded as it is drawn (H.264 or
-// MPEG-4), paced in real time and streamed through its own RtspTestServer to every client
+// A live camera on the loopback interface: the test pattern, encoded as it is drawn (H.264,
+// H.265 or MPEG-4), paced in real time and streamed through its own RtspTestServer to every client
 // whose PLAY was answered: interleaved in the RTSP connection, or over UDP to the client_port
 // the client offered in SETUP. A client starts at a key frame (one is made when it joins).
 //
@@ -33,8 +33,9 @@ struct LiveSourceOptions {
 };
 
 // The SDP a source with these options serves for its encoder's configuration ('config' as
-// CVideoEncoder::config gives it): H.264 with its parameter sets and profile, or MPEG-4 with
-// its configuration; frame rate and picture size from the options.
+// CVideoEncoder::config gives it): H.264 with its parameter sets and profile, H.265 with its
+// VPS, SPS and PPS, or MPEG-4 with its configuration; frame rate and picture size from the
+// options.
 std::string BuildSourceSdp(const LiveSourceOptions& options, const std::vector<uint8_t>& config);
 
 class CLiveSource {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "media/H265Nal.h"
 #include "rtpgen/RtpGen.h"
 
 namespace playersdk::livesource {
@@ -24,11 +25,18 @@ CPicturePacketizer::CPicturePacketizer(VideoCodec codec, const std::vector<uint8
     : m_codec(codec),
       m_maxPayload(std::max<size_t>(maxPayload, 3)),
       m_fragmentEverySlice(fragmentEverySlice),
-      m_builder(codec == VideoCodec::kH264 ? kH264PayloadType : kMpeg4PayloadType, ssrc) {
+      m_builder(codec == VideoCodec::kMpeg4 ? kMpeg4PayloadType : kH264PayloadType, ssrc) {
+    namespace h265 = playersdk::h265;
     for (const NalUnit& unit : AnnexBUnits(config)) {
-        if (unit.type() == kNalSps) {
+        const int type = codec == VideoCodec::kH265 ? h265::NalType(unit.data[0]) : unit.type();
+        if (codec == VideoCodec::kH265) {
+            Bytes& set = type == h265::kNalVps ? m_vps : type == h265::kNalSps ? m_sps : m_pps;
+            if (h265::IsParameterSet(type)) {
+                set = unit.bytes();
+            }
+        } else if (type == kNalSps) {
             m_sps = unit.bytes();
-        } else if (unit.type() == kNalPps) {
+        } else if (type == kNalPps) {
             m_pps = unit.bytes();
         }
     }
@@ -38,6 +46,9 @@ std::vector<CPicturePacketizer::Bytes> CPicturePacketizer::Packetize(const Encod
                                                                      uint32_t timestamp) {
     if (m_codec == VideoCodec::kMpeg4) {
         return PacketizeMpeg4(picture, timestamp);
+    }
+    if (m_codec == VideoCodec::kH265) {
+        return PacketizeH265(picture, timestamp);
     }
     std::vector<NalUnit> slices;
     for (const NalUnit& unit : AnnexBUnits(picture.bytes)) {
@@ -57,6 +68,32 @@ std::vector<CPicturePacketizer::Bytes> CPicturePacketizer::Packetize(const Encod
                                       : m_maxPayload;
         for (Bytes& packet : m_builder.PacketizeH264Nal(slices[i].data, slices[i].size, timestamp,
                                                         i + 1 == slices.size(), maxPayload)) {
+            packets.push_back(std::move(packet));
+        }
+    }
+    return packets;
+}
+
+std::vector<CPicturePacketizer::Bytes> CPicturePacketizer::PacketizeH265(
+    const EncodedPicture& picture, uint32_t timestamp) {
+    namespace h265 = playersdk::h265;
+    std::vector<NalUnit> slices;
+    for (const NalUnit& unit : AnnexBUnits(picture.bytes)) {
+        if (unit.size > h265::kNalHeaderSize && h265::NalType(unit.data[0]) <= h265::kNalVclLast) {
+            slices.push_back(unit);
+        }
+    }
+    std::vector<Bytes> packets;
+    if (picture.key) {
+        for (const Bytes* set : {&m_vps, &m_sps, &m_pps}) {
+            if (!set->empty()) {
+                packets.push_back(m_builder.Next(*set, timestamp, false));
+            }
+        }
+    }
+    for (size_t i = 0; i < slices.size(); ++i) {
+        for (Bytes& packet : m_builder.PacketizeH265Nal(slices[i].data, slices[i].size, timestamp,
+                                                        i + 1 == slices.size(), m_maxPayload)) {
             packets.push_back(std::move(packet));
         }
     }

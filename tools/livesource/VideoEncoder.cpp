@@ -12,11 +12,14 @@ const AVCodec* FindEncoder(VideoCodec codec) {
     if (codec == VideoCodec::kMpeg4) {
         return avcodec_find_encoder(AV_CODEC_ID_MPEG4);
     }
+    if (codec == VideoCodec::kH265) {
+        return avcodec_find_encoder_by_name("libx265");
+    }
     const AVCodec* x264 = avcodec_find_encoder_by_name("libx264");
     return x264 ? x264 : avcodec_find_encoder(AV_CODEC_ID_H264);
 }
 
-CodecContextPtr OpenContext(VideoCodec codec, int width, int height, int fps, int gop) {
+CodecContextPtr OpenContext(VideoCodec codec, int width, int height, int fps, int gop, int slices) {
     const AVCodec* encoder = FindEncoder(codec);
     if (encoder == nullptr) {
         return nullptr;
@@ -31,9 +34,10 @@ CodecContextPtr OpenContext(VideoCodec codec, int width, int height, int fps, in
     context->time_base = AVRational{1, fps};
     context->gop_size = gop;
     context->max_b_frames = 0;
-    // One slice a picture: a receiver that ends a frame at every single NAL unit packet
-    // still gets whole pictures.
+    // One slice a picture unless asked otherwise: a receiver that ends a frame at every single
+    // NAL unit packet still gets whole pictures.
     context->thread_count = 1;
+    context->slices = slices;
     // A fine fixed quantiser: pictures that come back are compared with the ones sent.
     context->flags |= AV_CODEC_FLAG_QSCALE | AV_CODEC_FLAG_GLOBAL_HEADER;
     context->global_quality = FF_QP2LAMBDA * 2;
@@ -41,6 +45,8 @@ CodecContextPtr OpenContext(VideoCodec codec, int width, int height, int fps, in
     av_opt_set(context->priv_data, "tune", "zerolatency", 0);
     av_opt_set(context->priv_data, "crf", "12", 0);
     av_opt_set(context->priv_data, "forced-idr", "1", 0);
+    // libx265 talks on stderr and starts thread pools of its own unless told otherwise.
+    av_opt_set(context->priv_data, "x265-params", "log-level=error:pools=none:frame-threads=1", 0);
     if (avcodec_open2(context.get(), encoder, nullptr) < 0) {
         return nullptr;
     }
@@ -72,9 +78,9 @@ std::vector<NalUnit> AnnexBUnits(const std::vector<uint8_t>& bytes) {
     return units;
 }
 
-bool CVideoEncoder::Open(VideoCodec codec, int width, int height, int fps, int gop) {
+bool CVideoEncoder::Open(VideoCodec codec, int width, int height, int fps, int gop, int slices) {
     playerdecoder::QuietFfmpegLog();
-    m_context = OpenContext(codec, width, height, fps, gop);
+    m_context = OpenContext(codec, width, height, fps, gop, slices);
     m_frame.reset(av_frame_alloc());
     m_packet.reset(av_packet_alloc());
     if (!m_context || !m_frame || !m_packet) {

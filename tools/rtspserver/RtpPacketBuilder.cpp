@@ -10,6 +10,7 @@ constexpr size_t kRtpHeaderSize = 12;
 constexpr uint8_t kRtcpSenderReport = 200;
 constexpr uint8_t kRtcpBye = 203;
 constexpr uint8_t kFuA = 28;
+constexpr uint8_t kH265Fu = 49;
 
 // First RTCP word: version 2, no padding, 'count' sources or blocks, type, length in words - 1.
 void WriteRtcpHeader(ByteWriter& w, uint8_t count, uint8_t type, uint16_t words) {
@@ -70,25 +71,48 @@ Bytes BuildInterleavedFrame(uint8_t channel, const Bytes& payload) {
     return BuildInterleavedFrame(channel, static_cast<uint16_t>(payload.size()), payload);
 }
 
-std::vector<Bytes> FragmentH264Nal(const uint8_t* nal, size_t len, size_t maxPayload) {
+namespace {
+// The bytes of one NAL unit after its header, in pieces of at most maxPayload bytes, each
+// behind 'indicator' (the payload header that names a fragment) and a fragment header: the
+// start and end bits and the unit's own type.
+std::vector<Bytes> Fragment(const uint8_t* nal, size_t len, size_t headerSize,
+                            const Bytes& indicator, uint8_t type, size_t maxPayload) {
     std::vector<Bytes> pieces;
-    if (len == 0 || maxPayload < 3) {
+    if (len <= headerSize || maxPayload < indicator.size() + 2) {
         return pieces;
     }
-    // The NAL header byte is replaced by an indicator (its NRI, type 28) and a fragment
-    // header (start/end bits and the original type) in front of every piece.
-    const uint8_t indicator = static_cast<uint8_t>((nal[0] & 0xE0) | kFuA);
-    const size_t pieceMax = maxPayload - 2;
-    for (size_t pos = 1; pos < len; pos += pieceMax) {
+    const size_t pieceMax = maxPayload - indicator.size() - 1;
+    for (size_t pos = headerSize; pos < len; pos += pieceMax) {
         const size_t n = std::min(pieceMax, len - pos);
-        const bool first = pos == 1;
+        const bool first = pos == headerSize;
         const bool last = pos + n == len;
-        Bytes piece = {indicator, static_cast<uint8_t>((first ? 0x80 : 0) | (last ? 0x40 : 0) |
-                                                       (nal[0] & 0x1F))};
+        Bytes piece = indicator;
+        piece.push_back(static_cast<uint8_t>((first ? 0x80 : 0) | (last ? 0x40 : 0) | type));
         piece.insert(piece.end(), nal + pos, nal + pos + n);
         pieces.push_back(std::move(piece));
     }
     return pieces;
+}
+}  // namespace
+
+std::vector<Bytes> FragmentH264Nal(const uint8_t* nal, size_t len, size_t maxPayload) {
+    if (len == 0) {
+        return {};
+    }
+    // The NAL header byte is replaced by an indicator (its NRI, type 28) and a fragment
+    // header (start/end bits and the original type) in front of every piece.
+    return Fragment(nal, len, 1, {static_cast<uint8_t>((nal[0] & 0xE0) | kFuA)},
+                    static_cast<uint8_t>(nal[0] & 0x1F), maxPayload);
+}
+
+std::vector<Bytes> FragmentH265Nal(const uint8_t* nal, size_t len, size_t maxPayload) {
+    if (len < 2) {
+        return {};
+    }
+    // The two header bytes become a payload header of type 49 with the unit's forbidden bit,
+    // layer and temporal id; the fragment header carries the unit's type.
+    return Fragment(nal, len, 2, {static_cast<uint8_t>((nal[0] & 0x81) | (kH265Fu << 1)), nal[1]},
+                    static_cast<uint8_t>((nal[0] >> 1) & 0x3F), maxPayload);
 }
 
 RtpPacketBuilder::RtpPacketBuilder(uint8_t payloadType, uint32_t ssrc, uint16_t firstSequence) {
@@ -110,9 +134,9 @@ Bytes RtpPacketBuilder::Next(const Bytes& payload, uint32_t timestamp, bool mark
     return NextFrom(payload.data(), payload.size(), timestamp, marker);
 }
 
-std::vector<Bytes> RtpPacketBuilder::PacketizeH264Nal(const uint8_t* nal, size_t len,
-                                                      uint32_t timestamp, bool endOfAccessUnit,
-                                                      size_t maxPayload) {
+std::vector<Bytes> RtpPacketBuilder::PacketizeNal(const uint8_t* nal, size_t len,
+                                                  uint32_t timestamp, bool endOfAccessUnit,
+                                                  size_t maxPayload, Fragmenter fragment) {
     std::vector<Bytes> packets;
     if (len == 0 || maxPayload < 3) {
         return packets;
@@ -121,12 +145,24 @@ std::vector<Bytes> RtpPacketBuilder::PacketizeH264Nal(const uint8_t* nal, size_t
         packets.push_back(NextFrom(nal, len, timestamp, endOfAccessUnit));
         return packets;
     }
-    const std::vector<Bytes> pieces = FragmentH264Nal(nal, len, maxPayload);
+    const std::vector<Bytes> pieces = fragment(nal, len, maxPayload);
     for (size_t i = 0; i < pieces.size(); ++i) {
         const bool last = i + 1 == pieces.size();
         packets.push_back(Next(pieces[i], timestamp, last && endOfAccessUnit));
     }
     return packets;
+}
+
+std::vector<Bytes> RtpPacketBuilder::PacketizeH264Nal(const uint8_t* nal, size_t len,
+                                                      uint32_t timestamp, bool endOfAccessUnit,
+                                                      size_t maxPayload) {
+    return PacketizeNal(nal, len, timestamp, endOfAccessUnit, maxPayload, FragmentH264Nal);
+}
+
+std::vector<Bytes> RtpPacketBuilder::PacketizeH265Nal(const uint8_t* nal, size_t len,
+                                                      uint32_t timestamp, bool endOfAccessUnit,
+                                                      size_t maxPayload) {
+    return PacketizeNal(nal, len, timestamp, endOfAccessUnit, maxPayload, FragmentH265Nal);
 }
 
 }  // namespace playersdk::rtspserver

@@ -46,6 +46,9 @@ Bytes BuildInterleavedFrame(uint8_t channel, uint16_t declaredLength, const Byte
 // FU-A payloads (type 28) for one NAL unit (header byte included), each at most maxPayload
 // bytes long with its two FU bytes; empty when the unit is empty or maxPayload below 3.
 std::vector<Bytes> FragmentH264Nal(const uint8_t* nal, size_t len, size_t maxPayload);
+// Fragmentation unit payloads (type 49) for one H.265 NAL unit (both header bytes included),
+// each at most maxPayload bytes long with its three header bytes.
+std::vector<Bytes> FragmentH265Nal(const uint8_t* nal, size_t len, size_t maxPayload);
 
 // Numbers the packets of one stream: each packet takes the next sequence number.
 class RtpPacketBuilder {
@@ -59,10 +62,16 @@ public:
     // else FU-A fragments. The marker goes on the last packet when it ends the access unit.
     std::vector<Bytes> PacketizeH264Nal(const uint8_t* nal, size_t len, uint32_t timestamp,
                                         bool endOfAccessUnit, size_t maxPayload = 1400);
+    // The same for one H.265 NAL unit: a single packet, else fragmentation units.
+    std::vector<Bytes> PacketizeH265Nal(const uint8_t* nal, size_t len, uint32_t timestamp,
+                                        bool endOfAccessUnit, size_t maxPayload = 1400);
 
     uint16_t nextSequence() const { return m_header.sequence; }
 
 private:
+    using Fragmenter = std::vector<Bytes> (*)(const uint8_t*, size_t, size_t);
+    std::vector<Bytes> PacketizeNal(const uint8_t* nal, size_t len, uint32_t timestamp,
+                                    bool endOfAccessUnit, size_t maxPayload, Fragmenter fragment);
     Bytes NextFrom(const uint8_t* payload, size_t len, uint32_t timestamp, bool marker);
 
     RtpHeaderFields m_header;

@@ -93,6 +93,15 @@ std::string BuildH264Sdp(const SdpOptions& options) {
            TrackTail(options);
 }
 
+std::string BuildH265Sdp(const H265ParameterSets& sets, const SdpOptions& options) {
+    return SessionLines(options) +
+           "m=video 0 RTP/AVP 96\r\n"
+           "a=rtpmap:96 H265/90000\r\n"
+           "a=fmtp:96 sprop-vps=" +
+           sets.vps + ";sprop-sps=" + sets.sps + ";sprop-pps=" + sets.pps + kCrlf +
+           TrackTail(options);
+}
+
 std::string BuildMpeg4Sdp(const std::string& configHex, const SdpOptions& options) {
     // The configuration goes last: the library reads hexadecimal to the end of the line.
     return SessionLines(options) +

@@ -54,6 +54,14 @@ std::string BuildH264Sdp(const SdpOptions& options = {});
 // MP4V-ES on payload type 97; configHex is the object layer header in hexadecimal. Of the
 // options, range, frame rate, picture size and audio apply.
 std::string BuildMpeg4Sdp(const std::string& configHex, const SdpOptions& options = {});
+// H265 on payload type 96, with the parameter sets in Base64 (sprop-vps, sprop-sps,
+// sprop-pps). Of the options, range, frame rate, picture size and audio apply.
+struct H265ParameterSets {
+    std::string vps;
+    std::string sps;
+    std::string pps;
+};
+std::string BuildH265Sdp(const H265ParameterSets& sets, const SdpOptions& options = {});
 
 // What every connection's replies share; the server fills in its UDP port.
 struct ReplyDefaults {
