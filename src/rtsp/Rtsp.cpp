@@ -17,6 +17,7 @@
 #include "base/Log.h"
 #include "base/MutexGuard.h"
 #include "base/OsHelpers.h"
+#include "base/PortText.h"
 
 namespace {
 // A resent DESCRIBE or SETUP goes out when the reply is this late.
@@ -165,9 +166,10 @@ int CRtsp::ParseURL(char* url) {
     size_t colon = host.find(':');
     sPort = 554;
     if (colon != std::string_view::npos) {
-        char port[16];
-        playersdk::copy_bounded(port, host.substr(colon + 1));
-        sPort = atoi(port);
+        if (!playersdk::ParsePortText(host.substr(colon + 1), sPort)) {
+            PlayerSdkLog("[ParseURL] URL for Player ERROR \r\n");
+            return -1;
+        }
         host = host.substr(0, colon);
     }
     playersdk::copy_bounded(server_addr, host);
