@@ -18,6 +18,7 @@
 #include "base/Log.h"
 #include "base/MutexGuard.h"
 #include "base/OsHelpers.h"
+#include "base/PortText.h"
 
 namespace {
 // The text from position 'pos' on, or "" when the text is shorter than that.
@@ -147,9 +148,10 @@ int CRtsp::ParseURL(char* url) {
     size_t colon = host.find(':');
     sPort = 554;
     if (colon != std::string_view::npos) {
-        char port[16];
-        playersdk::copy_bounded(port, host.substr(colon + 1));
-        sPort = atoi(port);
+        if (!playersdk::ParsePortText(host.substr(colon + 1), sPort)) {
+            PlayerSdkLog("[ParseURL] URL for Player ERROR \r\n");
+            return -1;
+        }
         host = host.substr(0, colon);
     }
     playersdk::copy_bounded(server_addr, host);
