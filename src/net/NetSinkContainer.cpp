@@ -13,6 +13,7 @@
 
 #include "base/MutexGuard.h"
 #include "base/OsHelpers.h"
+#include "media/RtpConstants.h"
 #include "net/NetSink.h"
 
 namespace {
@@ -209,7 +210,7 @@ void CNetSinkContainer::ReceiveData(int s, int len, sockaddr_storage from) {
     if (tcpClosed) {
         Report(sink, LINK_TCP_CLOSED);
     }
-    if (result == 203) {
+    if (result == playersdk::kRtcpBye) {
         Report(sink, LINK_RTCP_BYE);
     }
 }

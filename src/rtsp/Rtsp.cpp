@@ -116,8 +116,8 @@ CRtsp::~CRtsp() {
         DestoryRtsp();
     }
     FreeSdpConfigs();
-    m_rtp_session[0].m_transport_protocal = 1;
-    m_rtp_session[1].m_transport_protocal = 1;
+    m_rtp_session[0].m_transport_protocal = TT_TCP;
+    m_rtp_session[1].m_transport_protocal = TT_TCP;
     m_media_Format = eH264;
     m_streaming_type = eISMA;
     m_TotalFlux = 0;
@@ -346,16 +346,19 @@ void CRtsp::Stop() {
     m_closeThread = 1;
 }
 
-void CRtsp::EndSession(eRtspReplyType type, int code) {
+void CRtsp::EndSession(eRtspReplyType type, eRtspDetailCode code, const char* logLine) {
     sem_post(&m_semSendReq);
     Stop();
+    if (logLine != nullptr) {
+        PlayerSdkLog("%s", logLine);
+    }
     NotifyToUp(type, code);
 }
 
 void CRtsp::DestoryRtsp() {
     m_RTSPNotifyHandle = nullptr;
     sem_post(&m_semSendReq);
-    m_closeThread = 1;
+    Stop();
     if (m_bPlayThreadRun) {
         // Wakes the thread's wait at once; it then sees the stop flag. The socket itself is
         // closed once the thread has ended.
@@ -382,5 +385,5 @@ int CRtsp::UDP_OperateResp() {
         return -1;
     }
     int code = RtspStatusCode(std::string_view(m_rtsp_buf, got));
-    return code == 200 ? 0 : code;
+    return code == RTSP_200 ? 0 : code;
 }

@@ -13,6 +13,7 @@
 #include "base/Log.h"
 #include "base/MutexGuard.h"
 #include "base/PortText.h"
+#include "media/RtpConstants.h"
 #include "media/RtpStream.h"
 #include "net/NetSink.h"
 #include "net/NetSinkContainer.h"
@@ -21,7 +22,6 @@ namespace {
 constexpr std::string_view kScheme = "rtsp://";
 // The sink mode of a URL play's sink: the short hole message and no frame control.
 constexpr int kUrlSinkMode = 2;
-constexpr int kRtcpReceiverReport = 201;
 constexpr int kReportBufferSize = 256;
 constexpr int kDeviceTypeUrl = 12;
 // Frame-rate ticks in a row with no frame before the play is reported as broken.
@@ -349,7 +349,7 @@ void CNetPlayUrl::OnRtcpData(rtsp_sdp_info* info) {
     CRtpStream* stream = m_pRtpStream;
     if (stream != nullptr) {
         char report[kReportBufferSize] = {};
-        int len = stream->GetRtcpReport(report, kRtcpReceiverReport);
+        int len = stream->GetRtcpReport(report, playersdk::kRtcpReceiverReport);
         if (len > 0 && len <= kReportBufferSize && m_pRtspCtx != nullptr) {
             m_pRtspCtx->SendData(report, len, RTSP_RTCP_RR);
         }
