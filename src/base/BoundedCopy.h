@@ -13,7 +13,9 @@ inline size_t copy_bounded(char* dst, size_t size, std::string_view src) {
         return 0;
     }
     size_t n = src.size() < size - 1 ? src.size() : size - 1;
-    memcpy(dst, src.data(), n);
+    if (n > 0) {  // an empty view may carry a null pointer, which memcpy must not be given
+        memcpy(dst, src.data(), n);
+    }
     dst[n] = '\0';
     return n;
 }

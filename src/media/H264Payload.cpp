@@ -18,26 +18,34 @@ bool At(const char* buf, int i, const unsigned char* pattern, size_t n) {
     return memcmp(buf + i, pattern, n) == 0;
 }
 
-// Start code and the whole payload: one NAL unit per packet.
-int WriteSingleNal(const unsigned char* payload, int len, unsigned char* out) {
-    if (len < 0 || len > kH264WorkBufSize - kStartCodeSize) {
-        return kH264Dropped;
-    }
-    playersdk::ByteWriter(out, kH264WorkBufSize).be32(kStartCode).bytes(payload, len);
-    return len + kStartCodeSize;
+H264Rewrite Dropped(PacketDrop why) {
+    H264Rewrite r;
+    r.drop = why;
+    return r;
 }
 
-// The next aggregated unit of an STAP-A: a 16-bit size, then the unit. 1 with the unit when its
-// NAL type is 'wanted', 0 for a unit of another type, kH264Dropped when it runs past the packet.
-int NextAggregatedUnit(playersdk::ByteReader& reader, int wanted, const uint8_t*& unit,
-                       uint16_t& size) {
+// Start code and the whole payload: one NAL unit per packet.
+H264Rewrite WriteSingleNal(const unsigned char* payload, int len, unsigned char* out) {
+    if (len < 0 || len > kH264WorkBufSize - kStartCodeSize) {
+        return Dropped(PacketDrop::kWorkBufferFull);
+    }
+    playersdk::ByteWriter(out, kH264WorkBufSize).be32(kStartCode).bytes(payload, len);
+    return {len + kStartCodeSize, 0, PacketDrop::kNone};
+}
+
+enum class UnitFound { kWanted, kOtherType, kOverrun };
+
+// The next aggregated unit of an STAP-A: a 16-bit size, then the unit, taken when its NAL type
+// is 'wanted'.
+UnitFound NextAggregatedUnit(playersdk::ByteReader& reader, int wanted, const uint8_t*& unit,
+                             uint16_t& size) {
     if (!reader.be16(size) || reader.remaining() == 0) {
-        return kH264Dropped;
+        return UnitFound::kOverrun;
     }
     if ((reader.current()[0] & 0x1F) != wanted) {
-        return 0;
+        return UnitFound::kOtherType;
     }
-    return reader.bytes(size, unit) ? 1 : kH264Dropped;
+    return reader.bytes(size, unit) ? UnitFound::kWanted : UnitFound::kOverrun;
 }
 }  // namespace
 
@@ -71,8 +79,8 @@ int CRtpStream::ReadH264Packet(const unsigned char* payload, int len) {
     return type == kNalStapA || type == kNalFuA ? type : 0;
 }
 
-int CRtpStream::ParseH264Payload(unsigned char* payload, int len, unsigned char* out, int& type) {
-    type = ReadH264Packet(payload, len);
+H264Rewrite CRtpStream::ParseH264Payload(unsigned char* payload, int len, unsigned char* out) {
+    const int type = ReadH264Packet(payload, len);
     if (type == kNalStapA) {
         return ParseSTAP_A(payload, len, out);
     }
@@ -80,68 +88,71 @@ int CRtpStream::ParseH264Payload(unsigned char* payload, int len, unsigned char*
         return WriteSingleNal(payload, len, out);
     }
     int offset = 0;
-    const int n = ParseFU_A(payload, len, offset);
-    if (n <= 0) {
-        return n;
+    H264Rewrite r = ParseFU_A(payload, len, offset);
+    if (r.drop != PacketDrop::kNone || r.length == 0) {
+        return r;
     }
-    if (n > kH264WorkBufSize) {
-        return kH264Dropped;
+    if (r.length > kH264WorkBufSize) {
+        return Dropped(PacketDrop::kWorkBufferFull);
     }
-    memcpy(out, payload + offset, n);
-    return n;
+    memcpy(out, payload + offset, r.length);
+    return r;
 }
 
-// Only an SPS followed by a PPS is taken; further aggregated units are dropped.
-int CRtpStream::ParseSTAP_A(const unsigned char* payload, int len, unsigned char* out) {
+// Only an SPS followed by a PPS is taken; further aggregated units are dropped. A first unit
+// that is no SPS, or a second that is no PPS, passes the payload on unchanged.
+H264Rewrite CRtpStream::ParseSTAP_A(const unsigned char* payload, int len, unsigned char* out) {
     playersdk::ByteReader reader(payload, len > 0 ? len : 0);
     const uint8_t* sps = nullptr;
     const uint8_t* pps = nullptr;
     uint16_t spsSize = 0;
     uint16_t ppsSize = 0;
     if (!reader.skip(1)) {
-        return kH264Dropped;
+        return Dropped(PacketDrop::kUnitOverrun);
     }
-    int found = NextAggregatedUnit(reader, kNalSps, sps, spsSize);
-    if (found != 1) {
-        return found;
+    UnitFound found = NextAggregatedUnit(reader, kNalSps, sps, spsSize);
+    if (found == UnitFound::kWanted) {
+        found = NextAggregatedUnit(reader, kNalPps, pps, ppsSize);
     }
-    found = NextAggregatedUnit(reader, kNalPps, pps, ppsSize);
-    if (found != 1) {
-        return found;
+    if (found == UnitFound::kOverrun) {
+        return Dropped(PacketDrop::kUnitOverrun);
+    }
+    if (found == UnitFound::kOtherType) {
+        return {0, kNalStapA, PacketDrop::kNone};
     }
     const int total = spsSize + ppsSize + 2 * kStartCodeSize;
     if (total > kH264WorkBufSize) {
-        return kH264Dropped;
+        return Dropped(PacketDrop::kWorkBufferFull);
     }
     playersdk::ByteWriter(out, kH264WorkBufSize)
         .be32(kStartCode)
         .bytes(sps, spsSize)
         .be32(kStartCode)
         .bytes(pps, ppsSize);
-    return total;
+    return {total, kNalStapA, PacketDrop::kNone};
 }
 
 // A first fragment is rewritten in place: the start code goes over the three bytes in front of
 // the payload (the end of the RTP header, already parsed into the packet record) and the FU
 // indicator, the rebuilt NAL header over the FU header. The caller guarantees those three
 // bytes belong to the same datagram. Other fragments are their data after the two FU bytes.
-int CRtpStream::ParseFU_A(unsigned char* payload, int len, int& offset) {
+H264Rewrite CRtpStream::ParseFU_A(unsigned char* payload, int len, int& offset) {
     playersdk::ByteReader reader(payload, len > 0 ? len : 0);
     uint8_t indicator = 0;
     uint8_t header = 0;
     if (!reader.u8(indicator) || !reader.u8(header)) {
-        return kH264Dropped;  // too short for a fragment header
+        return Dropped(PacketDrop::kFragmentTooShort);
     }
     const Nal_unit_FU_header fu = FuHeaderOf(header);
     if (!fu.start_bit) {
         offset = 2;
-        return len - 2;
+        return {len - 2, kNalFuA, PacketDrop::kNone};
     }
     Nal_unit nal = NalUnitOf(indicator);
     nal.nal_unit_type = fu.nal_unit_type;
     playersdk::ByteWriter(payload - 3, kStartCodeSize + 1).be32(kStartCode).u8(NalUnitByte(nal));
     offset = -3;
-    return len + 3;
+    return {len + 3, kNalFuA, PacketDrop::kNone};
 }
 
 extern "C" PLAYERSDK_API int FindH264Header(const char* buf, int len) {

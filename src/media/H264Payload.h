@@ -4,11 +4,17 @@
 
 #include <cstdint>
 
+#include "media/RtpPacket.h"
+
 // The H.264 work buffer of a stream: one rewritten packet at a time.
 constexpr int kH264WorkBufSize = 1503;
-// Result of the payload rewriters for a packet that is malformed or does not fit the work
-// buffer: the packet is dropped.
-constexpr int kH264Dropped = -1;
+
+// What the payload rewriting made of one packet.
+struct H264Rewrite {
+    int length = 0;                       // bytes rewritten; 0 for a payload passed on unchanged
+    int type = 0;                         // kNalStapA or kNalFuA as read from the payload, else 0
+    PacketDrop drop = PacketDrop::kNone;  // when not kNone the packet is dropped
+};
 
 constexpr int kNalSps = 7;
 constexpr int kNalPps = 8;

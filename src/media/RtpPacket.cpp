@@ -1,6 +1,7 @@
 #include "media/RtpPacket.h"
 
 #include "base/ByteCursor.h"
+#include "media/RtpConstants.h"
 
 bool ReadRtpHeader(const unsigned char* data, size_t len, RtpHeader& head) {
     playersdk::ByteReader reader(data, len);
@@ -25,6 +26,33 @@ bool ReadRtpHeader(const unsigned char* data, size_t len, RtpHeader& head) {
     // and the sequence numbers. Deliberate: the frame list depends on it. ssrc stays 0.
     head.ts = key;
     return true;
+}
+
+PacketDrop LocatePayload(unsigned char* datagram, size_t len, PacketList& packet) {
+    if (packet.head.p && len > 0) {
+        packet.padlen = datagram[len - 1];
+    }
+    if (packet.head.VERSION != playersdk::kRtpVersion) {
+        return PacketDrop::kBadVersion;
+    }
+    playersdk::ByteReader reader(datagram, len);
+    size_t headerLen = kRtpFixedHeaderSize;
+    if (packet.head.x) {
+        uint16_t extensionLength = 0;
+        if (!reader.skip(kRtpFixedHeaderSize + 2) || !reader.be16(extensionLength)) {
+            return PacketDrop::kExtensionOverrun;
+        }
+        headerLen += (extensionLength + 1u) * 4;
+        if (headerLen > len) {
+            return PacketDrop::kExtensionOverrun;
+        }
+    }
+    if (headerLen > len || packet.padlen > len - headerLen) {
+        return PacketDrop::kPaddingOverrun;
+    }
+    packet.pMediaBuf = datagram + headerLen;
+    packet.length = len - headerLen - packet.padlen;
+    return PacketDrop::kNone;
 }
 
 void FreePacket(PacketList* packet) {

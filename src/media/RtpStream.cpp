@@ -12,9 +12,9 @@
 #include "media/H264Payload.h"
 #include "media/PayloadTypes.h"
 #include "media/RingList.h"
+#include "media/RtpConstants.h"
 
 namespace {
-constexpr int kRtpVersion = 2;
 
 // Counters of the receive thread that CalcFrameRate reads and resets from another one.
 void Bump(std::atomic<int>& counter) {
@@ -83,7 +83,7 @@ CRtpStream::CRtpStream()
       m_bDoneSeqValid(false),
       m_DoneSeq(0),
       m_DoneKey(0) {
-    m_LocalRtpHead.VERSION = kRtpVersion;
+    m_LocalRtpHead.VERSION = playersdk::kRtpVersion;
     m_LocalRtpHead.seq = 1;
     m_LocalRtpHead.ssrc = rand();
     m_LocalRtpHead.ts = rand();
@@ -115,10 +115,12 @@ void CRtpStream::InputData(void* data, int len) {
         return;
     }
     m_HighestSeq.store(packet->head.seq, std::memory_order_relaxed);
-    if (!LocatePayload(datagram, len, *packet)) {
-        return;
+    PacketDrop drop = LocatePayload(datagram, static_cast<size_t>(len), *packet);
+    if (drop == PacketDrop::kNone && packet->head.pt == playersdk::kPayloadTypeH264) {
+        drop = RewriteH264(*packet);
     }
-    if (packet->head.pt == playersdk::kPayloadTypeH264 && !RewriteH264(*packet)) {
+    if (drop != PacketDrop::kNone) {
+        m_drops.Count(drop);
         return;
     }
     NoteFirstPacket(*packet);
@@ -134,59 +136,29 @@ void CRtpStream::InputData(void* data, int len) {
     JudgeFrames();
 }
 
-// Header length is 12 plus the extension; the CSRC count is not added. Padding longer than
-// what follows the header drops the packet.
-bool CRtpStream::LocatePayload(unsigned char* datagram, int len, PacketList& packet) {
-    if (packet.head.p) {
-        packet.padlen = datagram[len - 1];
-    }
-    if (packet.head.VERSION != kRtpVersion) {
-        return false;
-    }
-    playersdk::ByteReader reader(datagram, len);
-    size_t headerLen = kRtpFixedHeaderSize;
-    if (packet.head.x) {
-        uint16_t extensionLength = 0;
-        if (!reader.skip(kRtpFixedHeaderSize + 2) || !reader.be16(extensionLength)) {
-            return false;
-        }
-        headerLen += (extensionLength + 1u) * 4;
-    }
-    const size_t size = static_cast<size_t>(len);
-    if (headerLen > size || packet.padlen > size - headerLen) {
-        return false;
-    }
-    packet.pMediaBuf = datagram + headerLen;
-    packet.length = size - headerLen - packet.padlen;
-    return true;
-}
-
 // A single NAL unit, and a payload passed on unchanged, end their frame: the marker is forced.
 // A malformed or oversized payload drops the packet and counts as lost.
-bool CRtpStream::RewriteH264(PacketList& packet) {
+PacketDrop CRtpStream::RewriteH264(PacketList& packet) {
     if (m_h264buf == nullptr) {
         m_h264buf = static_cast<unsigned char*>(malloc(kH264WorkBufSize));
         if (m_h264buf == nullptr) {
-            return false;
+            return PacketDrop::kNoWorkBuffer;
         }
     }
-    int type = 0;
-    const int n =
-        ParseH264Payload(packet.pMediaBuf, static_cast<int>(packet.length), m_h264buf, type);
-    if (n == kH264Dropped) {
+    const H264Rewrite r =
+        ParseH264Payload(packet.pMediaBuf, static_cast<int>(packet.length), m_h264buf);
+    if (r.drop != PacketDrop::kNone) {
         Bump(m_iLosePacket);
-        return false;
+        return r.drop;
     }
-    if (type != kNalStapA && type != kNalFuA) {
+    if ((r.type != kNalStapA && r.type != kNalFuA) || r.length == 0) {
         packet.head.m = 1;
     }
-    if (n == 0) {
-        packet.head.m = 1;
-        return true;
+    if (r.length != 0) {
+        packet.pMediaBuf = m_h264buf;
+        packet.length = r.length;
     }
-    packet.pMediaBuf = m_h264buf;
-    packet.length = n;
-    return true;
+    return PacketDrop::kNone;
 }
 
 void CRtpStream::NoteFirstPacket(const PacketList& packet) {
@@ -328,7 +300,8 @@ void CRtpStream::JudgeFrames() {
         if (state == FRAME_COMPLETE) {
             FinishRun(*frame);
             // A complete frame that no handler takes is judged again at once, and so delivered
-            // again, until the judgement limit gives it up. Deliberate.
+            // again, until the judgement limit gives it up. Deliberate: an application with
+            // only a frame callback gets the frame once per judgement and counts on that.
             if (!DeliverFrame(*frame)) {
                 continue;
             }

@@ -16,6 +16,7 @@
 
 #include "base/Types.h"
 #include "media/FrameList.h"
+#include "media/H264Payload.h"
 #include "media/RtpPacket.h"
 
 class CPlayContainer;
@@ -51,13 +52,16 @@ public:
     void InputData(void* data, int len);
     CFrameList* GetFrameNode(PacketList* packet);
 
-    // ---- H.264 payload rewriting into 'out', the 1503-byte work buffer. Results are the
-    // rewritten length, 0 for a payload passed on unchanged, or kH264Dropped for one that is
-    // malformed or does not fit the work buffer.
-    static int ParseH264Payload(unsigned char* payload, int len, unsigned char* out, int& type);
+    // ---- H.264 payload rewriting into 'out', the 1503-byte work buffer (see H264Rewrite).
+    static H264Rewrite ParseH264Payload(unsigned char* payload, int len, unsigned char* out);
     static int ReadH264Packet(const unsigned char* payload, int len);
-    static int ParseSTAP_A(const unsigned char* payload, int len, unsigned char* out);
-    static int ParseFU_A(unsigned char* payload, int len, int& offset);
+    static H264Rewrite ParseSTAP_A(const unsigned char* payload, int len, unsigned char* out);
+    // The fragment's data: its length in 'length', where it starts relative to the payload
+    // in 'offset'.
+    static H264Rewrite ParseFU_A(unsigned char* payload, int len, int& offset);
+
+    // Packets dropped before they reached a frame, by reason.
+    const PacketDropCounts& DropCounts() const { return m_drops; }
 
     // ---- Stream description from the SDP
     void SetDeviceDecInfo(DeviceDecInfo info);
@@ -177,8 +181,9 @@ private:
     uint16_t m_DoneSeq;
     DWORD m_DoneKey;
 
-    bool LocatePayload(unsigned char* datagram, int len, PacketList& packet);
-    bool RewriteH264(PacketList& packet);
+    PacketDropCounts m_drops;
+
+    PacketDrop RewriteH264(PacketList& packet);
     void NoteFirstPacket(const PacketList& packet);
     void MeasureFrameInterval(const PacketList& packet);
     bool IsLate(DWORD key, uint16_t seq);

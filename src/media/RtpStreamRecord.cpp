@@ -138,7 +138,9 @@ void CRtpStream::WriteFrameRecord(const char* buf, int len, uint32_t type, uint3
 }
 
 // Bare files start at the first MPEG-4 key frame, so streams of other payload types (H.264
-// included) leave the file empty. Deliberate, and kept as it has always behaved.
+// included) leave the file empty. Deliberate: a bare file is an MPEG-4 elementary stream, and
+// an application that records H.264 this way gets an empty file it can detect rather than one
+// in a format it did not ask for.
 void CRtpStream::WriteRawFrame(const char* buf, int len) {
     if (!m_bRecordPrepare) {
         const int type = m_MediaType;

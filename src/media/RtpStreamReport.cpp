@@ -3,15 +3,12 @@
 #include <new>
 
 #include "base/ByteCursor.h"
+#include "media/RtpConstants.h"
 #include "media/RtpStream.h"
 
 namespace {
-constexpr int kRtcpSr = 200;
-constexpr int kRtcpRr = 201;
-constexpr int kRtcpSdes = 202;
-constexpr int kRtcpBye = 203;
+using namespace playersdk;
 constexpr int kByeSize = 8;
-constexpr uint32_t kReportWord20 = 6323;
 constexpr char kCname[] = "zumetravonix";
 constexpr int kFrameTicks = 3600;
 
@@ -29,9 +26,18 @@ struct ReportFields {
 // devices are used to them.
 int WriteReport(char* buf, const ReportFields& f) {
     playersdk::ByteWriter w(buf, CRtpStream::kRtcpReportSize);
-    w.u8(0x81).u8(static_cast<uint8_t>(f.type)).be16(7).be32(f.sender).be32(f.again);
-    w.be32(0).be16(0).be16(f.seq).be32(kReportWord20).be32(f.stamp).be32(0);
-    w.u8(0x81).u8(kRtcpSdes).be16(5).be32(f.sdesSource).u8(1).u8(sizeof(kCname) - 1);
+    w.u8(kRtcpVersionOneBlock)
+        .u8(static_cast<uint8_t>(f.type))
+        .be16(kRtcpOneBlockLength)
+        .be32(f.sender)
+        .be32(f.again);
+    w.be32(0).be16(0).be16(f.seq).be32(kRtcpFixedJitter).be32(f.stamp).be32(0);
+    w.u8(kRtcpVersionOneBlock)
+        .u8(kRtcpSourceDescription)
+        .be16(5)
+        .be32(f.sdesSource)
+        .u8(1)
+        .u8(sizeof(kCname) - 1);
     w.bytes(kCname, sizeof(kCname) - 1).be16(0);
     return static_cast<int>(w.size());
 }
@@ -46,9 +52,9 @@ int CRtpStream::GetRtcpReport(char* buf, int type) {
     const uint32_t remote = static_cast<uint32_t>(m_uSSRC.load());
     const uint32_t local = static_cast<uint32_t>(m_LocalRtpHead.ssrc);
     ReportFields f{type, 0, 0, 0, 0, remote};
-    if (type == kRtcpSr) {
+    if (type == kRtcpSenderReport) {
         f = {type, local, local, 0, static_cast<uint32_t>(m_LocalRtpHead.ts), local};
-    } else if (type == kRtcpRr) {
+    } else if (type == kRtcpReceiverReport) {
         f = {type, remote, remote, 0, static_cast<uint32_t>(m_CurTs.load()), remote};
     } else if (type == kRtcpBye) {
         f.sender = remote;
@@ -62,8 +68,9 @@ int CRtpStream::GetRtcpSendreport(char* buf) {
         return 0;
     }
     const uint32_t local = static_cast<uint32_t>(m_LocalRtpHead.ssrc);
-    return WriteReport(buf, {kRtcpSr, local, local, static_cast<uint16_t>(m_LocalRtpHead.seq),
-                             static_cast<uint32_t>(m_LocalRtpHead.ts), local});
+    return WriteReport(buf,
+                       {kRtcpSenderReport, local, local, static_cast<uint16_t>(m_LocalRtpHead.seq),
+                        static_cast<uint32_t>(m_LocalRtpHead.ts), local});
 }
 
 // The local time stamp goes in the SSRC position and the first four payload bytes are cleared:

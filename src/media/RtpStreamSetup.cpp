@@ -104,7 +104,9 @@ void CRtpStream::Decoder_NewSip(char* sps, char* pps, char* out, DeviceDecInfo i
 }
 
 // The older format text without a comma: hexadecimal parameter sets ("0000..."), Base64 ones,
-// or a "config=" parameter whose name is converted along with its value, as it always was.
+// or a "config=" parameter whose name is converted along with its value. Deliberate: these
+// configuration bytes, name included, go to the decoder before the first frame and into a
+// recording's header, so a change would show in the files recorded from such a camera.
 void CRtpStream::Decoder_OldSip(char* text, char* hex, DeviceDecInfo info) {
     const std::string_view config = ConfigText(info);
     if (config.size() >= sizeof(info.config)) {

@@ -14,6 +14,13 @@ struct SinkDestination;
 
 enum eSinkDirection { ZU_RCV_ONLY = 1, ZU_SEND_ONLY = 2, ZU_SEND_RCV = 3 };
 
+inline bool SinkReceives(eSinkDirection dir) {
+    return dir == ZU_RCV_ONLY || dir == ZU_SEND_RCV;
+}
+inline bool SinkSends(eSinkDirection dir) {
+    return dir == ZU_SEND_ONLY || dir == ZU_SEND_RCV;
+}
+
 // One socket pair. A socket of 0 is none, -1 is closed.
 struct RtpPacketPort {
     uint32_t rtpport;
@@ -122,6 +129,7 @@ public:
 
 private:
     int CreateStream();
+    void SetReceiveBufferOnPortNumber();
     bool AppendTcpBytes(const unsigned char* data, unsigned long len);
     void SendHoles(const SinkDestination& dest, bool rtpMessage, bool clientIdProbe);
     void SendSendHoles(const SinkDestination& dest);

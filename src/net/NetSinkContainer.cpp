@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 
 #include "base/MutexGuard.h"
 #include "base/OsHelpers.h"
+#include "media/RtpConstants.h"
 #include "net/NetSink.h"
 
 namespace {
@@ -47,6 +47,10 @@ void RunDueDuties(CNetSinkContainer& container, Duties& duties) {
     }
 }
 
+// One read takes at most this much: any UDP datagram fits.
+constexpr unsigned long kReadSize = 65536;
+// Reads of one socket in one round, so that a flooded socket cannot starve the others.
+constexpr int kMaxReadsPerSocket = 64;
 // Longer than any round of the receive thread.
 constexpr int kRemoveWaitMs = 1000;
 
@@ -209,7 +213,7 @@ void CNetSinkContainer::ReceiveData(int s, int len, sockaddr_storage from) {
     if (tcpClosed) {
         Report(sink, LINK_TCP_CLOSED);
     }
-    if (result == 203) {
+    if (result == playersdk::kRtcpBye) {
         Report(sink, LINK_RTCP_BYE);
     }
 }
@@ -266,44 +270,53 @@ void CNetSinkContainer::CheckRtcpReport() {
     }
 }
 
-void CNetSinkContainer::ServeReadableSockets(const fd_set& readable, unsigned long& pending) {
-    int count = m_SocketSet.LiveCount();
+// Every readable socket is read until it is empty, one datagram (for a TCP sink, what the
+// stream holds) a read, into a buffer large enough for any datagram: a burst of packets costs
+// one select() instead of one each, and no size query precedes a read. What stays the same:
+// each datagram reaches its sink whole and in order, and a TCP sink whose read fails or whose
+// peer has closed reports code 3 once a round.
+void CNetSinkContainer::ServeReadableSockets(const fd_set& readable) {
+    const int count = m_SocketSet.LiveCount();
     for (int i = 0; i < count; ++i) {
-        int s = m_SocketSet.SocketAt(i);
+        const int s = m_SocketSet.SocketAt(i);
         if (s < 0 || s >= FD_SETSIZE || !FD_ISSET(s, &readable)) {
             continue;
         }
-        sockaddr_storage from{};
-        ssize_t got = 0;
-        int queryError = 0;
-        {
-            playersdk::MutexGuard lock(m_mutexSink);
-            // A sink removed since select() has closed this socket, and its number may
-            // already belong to another socket of the process: leave it alone.
-            if (GetSinkBySocket(s) == nullptr) {
-                continue;
-            }
-            if (ioctl(s, FIONREAD, &pending) != 0) {
-                queryError = errno;
-            } else {
-                // Sized from the exact readable count. At least one byte is asked for, so that
-                // a first datagram of 0 bytes is read (and dropped) instead of staying queued.
-                void* buf = m_RecvBuf.getbuf(pending > 0 ? pending : 1);
-                if (buf == nullptr) {
-                    continue;  // no memory: the data stays queued for a later round
-                }
-                socklen_t fromlen = sizeof(from);
-                // Never waits: one thread serves every sink.
-                got = recvfrom(s, buf, pending, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from),
-                               &fromlen);
-            }
-        }
-        if (queryError != 0) {
-            ReceiveDataError(s, queryError);
-        } else {
-            ReceiveData(s, static_cast<int>(got), from);
+        for (int reads = 0; reads < kMaxReadsPerSocket && ReadOnce(s); ++reads) {
         }
     }
+}
+
+bool CNetSinkContainer::ReadOnce(int s) {
+    sockaddr_storage from{};
+    ssize_t got = 0;
+    int readError = 0;
+    {
+        playersdk::MutexGuard lock(m_mutexSink);
+        // A sink removed since select() has closed this socket, and its number may already
+        // belong to another socket of the process: leave it alone.
+        if (GetSinkBySocket(s) == nullptr) {
+            return false;
+        }
+        void* buf = m_RecvBuf.getbuf(kReadSize);
+        if (buf == nullptr) {
+            return false;  // no memory: the data stays queued for a later round
+        }
+        socklen_t fromlen = sizeof(from);
+        // Never waits: one thread serves every sink.
+        got =
+            recvfrom(s, buf, kReadSize, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &fromlen);
+        readError = got < 0 ? errno : 0;
+    }
+    if (readError == EAGAIN || readError == EWOULDBLOCK) {
+        return false;  // emptied
+    }
+    if (got < 0) {
+        ReceiveDataError(s, readError);
+        return false;
+    }
+    ReceiveData(s, static_cast<int>(got), from);
+    return got > 0;
 }
 
 void CNetSinkContainer::WakeLoop() {
@@ -350,7 +363,6 @@ void CNetSinkContainer::ReceiveLoop() {
                    {7000, &CNetSinkContainer::SendRtcp, start},
                    {30000, &CNetSinkContainer::SendNetHole, start},
                    {60000, &CNetSinkContainer::CheckRtcpReport, start}}};
-    unsigned long pending = 0;
     while (sem_trywait(&m_semExit) != 0) {
         fd_set readable = m_SocketSet.GetFdSet();
         if (m_SocketSet.LiveCount() == 0) {
@@ -367,7 +379,7 @@ void CNetSinkContainer::ReceiveLoop() {
             if (wakeable && FD_ISSET(m_WakeFd, &readable)) {
                 TakeWakeUp();
             }
-            ServeReadableSockets(readable, pending);
+            ServeReadableSockets(readable);
         } else if (errno != EINTR) {
             // A socket closed after the set was copied fails select() at once: wait instead of
             // coming straight round again.

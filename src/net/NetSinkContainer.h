@@ -68,7 +68,9 @@ public:
     char m_serverip[64];
 
 private:
-    void ServeReadableSockets(const fd_set& readable, unsigned long& pending);
+    void ServeReadableSockets(const fd_set& readable);
+    // One read of socket s delivered to its sink; false when there is nothing more to read.
+    bool ReadOnce(int s);
     void ForEachSink(void (CNetSink::*duty)());
     // Makes the receive loop start a new round at once.
     void WakeLoop();

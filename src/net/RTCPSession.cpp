@@ -10,15 +10,13 @@
 #include "base/BoundedCopy.h"
 #include "base/ByteCursor.h"
 #include "base/OsHelpers.h"
+#include "media/RtpConstants.h"
 #include "net/Sockets.h"
 
 namespace {
 constexpr int kReceiverReportSize = 32;
-constexpr uint8_t kSenderReportType = 200;
 // Seconds from the NTP epoch (1900) to the Unix epoch (1970).
 constexpr double kNtpToUnixSeconds = 2208988800.0;
-// The receiver report announces this jitter whatever the stream does (deliberately fixed).
-constexpr uint32_t kFixedJitter = 6323;
 }  // namespace
 
 CRTCPSession::CRTCPSession()
@@ -54,12 +52,14 @@ int CRTCPSession::InitRtcpSession(char* server_addr, unsigned short client_port,
 
 int CRTCPSession::GenRtcpRR(char* buf, int* len) {
     playersdk::ByteWriter out(buf, buf ? kReceiverReportSize : 0);
-    out.be32(0x81C90007)         // version 2, one report block, receiver report, 7 words follow
+    out.u8(playersdk::kRtcpVersionOneBlock)
+        .u8(playersdk::kRtcpReceiverReport)
+        .be16(playersdk::kRtcpOneBlockLength)
         .be32(0)                 // our own SSRC
         .be32(m_uSSRC)           // the sender reported on
         .be32(0)                 // fraction and cumulative number lost
         .be32(m_source.max_seq)  // highest sequence number, without the wrap count
-        .be32(kFixedJitter)
+        .be32(playersdk::kRtcpFixedJitter)
         .be32(0)   // last SR
         .be32(0);  // delay since last SR
     if (len != nullptr) {
@@ -95,7 +95,7 @@ long CRTCPSession::Run(int) {
             continue;
         }
         // A report whose length field claims more than the datagram holds is not read.
-        if (type == kSenderReportType && (words + 1u) * 4u <= static_cast<size_t>(got)) {
+        if (type == playersdk::kRtcpSenderReport && (words + 1u) * 4u <= static_cast<size_t>(got)) {
             ParseRtcpSR(pkt, words);
         }
     }

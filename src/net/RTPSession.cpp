@@ -5,12 +5,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "PlayerSDK.h"
 #include "base/ByteCursor.h"
 #include "base/OsHelpers.h"
 #include "net/Sockets.h"
 
 namespace {
-constexpr int16_t kTransportUdp = 2;
 constexpr int kDatagramSize = 2048;
 // Seconds Run waits for the consumer to hand the queue back.
 constexpr int kQueueWaitSeconds = 10;
@@ -49,7 +49,7 @@ CRTPSession::CRTPSession()
     : m_socket(-1),
       m_client_port(0),
       m_server_port(0),
-      m_transport_protocal(1),
+      m_transport_protocal(TT_TCP),
       m_tcp_channel(0),
       m_payload_type(0),
       m_uSSRC(0),
@@ -64,7 +64,7 @@ CRTPSession::~CRTPSession() {
 
 int CRTPSession::InitRtpSession(char* server_addr, unsigned short client_port,
                                 unsigned short server_port) {
-    if (m_transport_protocal == kTransportUdp) {
+    if (m_transport_protocal == TT_UDP) {
         m_client_port = client_port;
         m_server_port = server_port;
         playersdk::CloseSocket(m_socket);  // a second initialisation starts afresh
@@ -84,7 +84,7 @@ int CRTPSession::InitRtpSession(char* server_addr, unsigned short client_port,
         sem_destroy(&m_semQueue);
         return -1;
     }
-    if (m_transport_protocal == kTransportUdp) {
+    if (m_transport_protocal == TT_UDP) {
         return m_rtcp_session.InitRtcpSession(server_addr, client_port + 1, server_port + 1);
     }
     return 0;

@@ -41,7 +41,7 @@ public:
     CRTPSession(const CRTPSession&) = delete;
     CRTPSession& operator=(const CRTPSession&) = delete;
 
-    // For UDP (m_transport_protocal 2) binds client_port and starts the RTCP half on the next
+    // For UDP (m_transport_protocal TT_UDP) binds client_port and starts the RTCP half on the next
     // ports; for any transport starts the sequence state, the semaphore and the queue.
     // 0 or -1.
     int InitRtpSession(char* server_addr, unsigned short client_port, unsigned short server_port);
@@ -57,7 +57,7 @@ public:
     int m_socket;
     uint16_t m_client_port;
     uint16_t m_server_port;
-    int16_t m_transport_protocal;  // 1 RTP interleaved in the RTSP connection, 2 RTP over UDP
+    int16_t m_transport_protocal;  // an eTransType: TT_TCP or TT_UDP
     int m_tcp_channel;
     int16_t m_payload_type;
     uint32_t m_uSSRC;

@@ -1,6 +1,7 @@
 #include "net/Sockets.h"
 
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -10,6 +11,16 @@
 #include "base/OsHelpers.h"
 
 namespace playersdk {
+
+void SetSocketBufferSize(int s, int option) {
+    int size = kSocketBufferSize;
+    setsockopt(s, SOL_SOCKET, option, &size, sizeof(size));
+}
+
+void SetSocketNonBlocking(int s) {
+    int on = 1;
+    ioctl(s, FIONBIO, &on);
+}
 
 void CloseSocket(int& fd) {
     if (fd > 0) {

@@ -3,6 +3,16 @@
 
 namespace playersdk {
 
+// The send and receive buffer size of every media socket.
+constexpr int kSocketBufferSize = 131072;
+
+// Sets the SO_RCVBUF or SO_SNDBUF ('option') of s to kSocketBufferSize; a failure is ignored.
+void SetSocketBufferSize(int s, int option);
+
+// Makes s non-blocking with FIONBIO; a failure is ignored and not logged (InitNonBlocking in
+// base/OsHelpers logs it).
+void SetSocketNonBlocking(int s);
+
 // Binds s to the any-address of 'family' (AF_INET6, else AF_INET) and 'port'. False when s is
 // no socket, the port is beyond 65535 or the bind fails.
 bool BindAnyAddress(int s, int family, unsigned long port);

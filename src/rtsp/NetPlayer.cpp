@@ -13,60 +13,12 @@
 #include "PlayerSDK.h"
 #include "base/BoundedCopy.h"
 #include "net/Sockets.h"
-#include "rtsp/HeaderScan.h"
 
 CNetPlayer g_netplayer_list[kNetPlayerCount];
 
 namespace {
 bool EndsWith(std::string_view text, std::string_view suffix) {
     return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
-
-// The old loop's answer to a "200 OK", by what it was waiting for.
-void OnOkReply(CNetPlayer& player, char* msg, int len) {
-    switch (player.m_rtsp_state) {
-        case eWaitDescribeResponse: {
-            int bodyLen = player.GetContentLength(msg, len);
-            if (bodyLen == -1) {
-                PlayerSdkLog("[NetPlay Run] ERROR:GetContentLength failed \r\n");
-                return;
-            }
-            bodyLen = bodyLen < 0 ? 0 : (bodyLen > len ? len : bodyLen);
-            player.ParseSdp(msg + len - bodyLen, bodyLen);
-            if (player.SendSetup() == 0) {
-                player.m_sdp_info.s2videoTrackState = 0;
-                player.m_rtsp_state = eWaitIsmaVSetupResponse;
-            }
-            break;
-        }
-        case eWaitIsmaVSetupResponse:
-            player.ParseSetupReply(msg, len);
-            if (player.SendSetup() == 0) {
-                player.m_sdp_info.s2audioTrackState = 0;
-                player.m_rtsp_state = eWaitIsmaASetupResponse;
-            }
-            break;
-        case eWaitIsmaASetupResponse:
-            player.ParseSetupReply(msg, len);
-            if (player.SendDoPlay(0, 0, true, player.m_start_time, 0) == 0) {
-                player.m_sdp_info.s2audioTrackState = 0;
-                player.m_rtsp_state = eWaitDoPlayResponse;
-            }
-            break;
-        case eWaitDoPlayResponse:
-            player.ParseDoPlayReply(msg, len);
-            player.m_rtsp_state = ePlayingState;
-            PlayerSdkLog("[NetPlay] begin playing \r\n");
-            break;
-        case eWaitPauseResponse:
-            player.m_rtsp_state = ePauseState;
-            break;
-        case ePlayingState:
-            player.ParseSetParameterRequest(msg, len);
-            break;
-        default:
-            break;
-    }
 }
 }  // namespace
 
@@ -134,34 +86,4 @@ int CNetPlayer::InitRtspSocket() {
     }
     freeaddrinfo(found);
     return 0;
-}
-
-int CNetPlayer::Run(int) {
-    // One byte more than is read, so every message stays a terminated text.
-    char msg[playersdk::kRtspBufferSize + 1];
-    for (;;) {
-        memset(msg, 0, sizeof(msg));
-        const ssize_t got = recv(m_rtsp_socket, msg, playersdk::kRtspBufferSize, 0);
-        if (got < 1) {
-            return 10;
-        }
-        if (got <= 8) {
-            continue;
-        }
-        const int len = static_cast<int>(got);
-        const char* const end = msg + len;
-        if (playersdk::KeyAtIgnoreCase(msg, end, "RTSP/1.0 200 OK")) {
-            OnOkReply(*this, msg, len);
-        } else if (playersdk::KeyAtIgnoreCase(msg, end, "SET_PARAMETER")) {
-            ParseSetParameterRequest(msg, len);
-        } else if (playersdk::KeyAtIgnoreCase(msg, end, "OPTIONS * RTSP/1.0")) {
-            SendOptionsReply();
-        } else if (playersdk::KeyAtIgnoreCase(msg, end, "RTSP/1.0 404")) {
-            PlayerSdkLog("[NetPlay]  release rtsp  connect \r\n");
-        } else if (playersdk::KeyAtIgnoreCase(msg, end, "RTSP/1.0 400 Bad Request")) {
-            char status[128];
-            playersdk::copy_bounded(status, std::string_view(msg, strcspn(msg, "\r\n")));
-            PlayerSdkLog("[NetPlay] BadRequest %s \r\n", status);
-        }
-    }
 }

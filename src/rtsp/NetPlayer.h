@@ -19,9 +19,6 @@ public:
     // Connects to the numeric IPv4 address m_rtsp_server_addr (no name lookup), closing any
     // earlier socket first. Blocking connect. 0 or -1.
     int InitRtspSocket();
-    // A single-threaded reply loop walking DESCRIBE, SETUP, SETUP, PLAY; the session engine
-    // replaced it and nothing calls it. Returns 10 when the connection ends.
-    int Run(int);
 
     int16_t m_netplayer_id;
     void* m_decoder_api;

@@ -14,8 +14,6 @@
 
 namespace {
 constexpr int kDefaultRtspPort = 554;
-constexpr int16_t kTransportTcp = 1;
-constexpr int16_t kTransportUdp = 2;
 constexpr int kVideoChannel = 0;
 constexpr int kAudioChannel = 2;
 // The OPTIONS reply goes out with this fixed length: its 24 bytes and then zero bytes.
@@ -195,11 +193,11 @@ int CRTSPProtocol::GenSetup(char* buf, int* len) {
     out.Format("/");
     out.Text(video ? Field(m_sdp_info.videoTrack) : Field(m_sdp_info.audioTrack));
     out.Format(" RTSP/1.0\r\nCSeq: %u\r\n", ++m_cseq);
-    if (rtp.m_transport_protocal == kTransportTcp) {
+    if (rtp.m_transport_protocal == TT_TCP) {
         rtp.m_tcp_channel = video ? kVideoChannel : kAudioChannel;
         out.Format("Transport: RTP/AVP/TCP;unicast;interleaved=%d-%d\r\n", rtp.m_tcp_channel,
                    rtp.m_tcp_channel + 1);
-    } else if (rtp.m_transport_protocal == kTransportUdp) {
+    } else if (rtp.m_transport_protocal == TT_UDP) {
         const int port = m_iLocalUdpPort;
         (video ? m_sdp_info.u2videoClientUdpPort : m_sdp_info.u2audioClientUdpPort) =
             static_cast<uint16_t>(port);

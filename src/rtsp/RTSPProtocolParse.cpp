@@ -39,8 +39,9 @@ int AtoiOf(std::string_view text) {
 }
 
 // Only upper-case hexadecimal digits are read as digits; any other byte (lower-case digits and
-// the NUL of a short value included) counts as its own byte value. Kept as it has always been
-// read: a short SSRC comes out left-aligned.
+// the NUL of a short value included) counts as its own byte value, so a short SSRC comes out
+// left-aligned. Deliberate and harmless: the value is kept in the description record and
+// nothing on the play path reads it, so only a reader of that record would see a change.
 uint32_t SsrcValue(const char* text) {
     uint32_t value = 0;
     bool ended = false;
@@ -224,8 +225,9 @@ int CRTSPProtocol::ParseSdp(char* buf, int len) {
             PlayerSdkLog("[ParseSdp] Audio Payload Type:%d\n",
                          static_cast<int>(m_sdp_info.audioPayLoadType));
         } else if (StartsWith(line, "a=rtpmap:") && ParseRtpmap(line, m_sdp_info, medium)) {
-            *lineEnd =
-                '\0';  // such a line keeps its end cut off (as the engine has always seen it)
+            // The line's "\r" becomes a NUL in the reply text. The loop goes on behind it; only
+            // a reader of the whole reply as one C string would stop there, and none does.
+            *lineEnd = '\0';
         } else if (StartsWith(line, "a=fmtp:") && medium != kMediumNone) {
             ParseFmtp(line, m_sdp_info, medium);
         } else if (StartsWith(line, "a=range:npt=")) {

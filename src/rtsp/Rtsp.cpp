@@ -18,6 +18,7 @@
 #include "base/Log.h"
 #include "base/MutexGuard.h"
 #include "base/OsHelpers.h"
+#include "base/PortText.h"
 
 namespace {
 // The text from position 'pos' on, or "" when the text is shorter than that.
@@ -115,8 +116,8 @@ CRtsp::~CRtsp() {
         DestoryRtsp();
     }
     FreeSdpConfigs();
-    m_rtp_session[0].m_transport_protocal = 1;
-    m_rtp_session[1].m_transport_protocal = 1;
+    m_rtp_session[0].m_transport_protocal = TT_TCP;
+    m_rtp_session[1].m_transport_protocal = TT_TCP;
     m_media_Format = eH264;
     m_streaming_type = eISMA;
     m_TotalFlux = 0;
@@ -147,9 +148,10 @@ int CRtsp::ParseURL(char* url) {
     size_t colon = host.find(':');
     sPort = 554;
     if (colon != std::string_view::npos) {
-        char port[16];
-        playersdk::copy_bounded(port, host.substr(colon + 1));
-        sPort = atoi(port);
+        if (!playersdk::ParsePortText(host.substr(colon + 1), sPort)) {
+            PlayerSdkLog("[ParseURL] URL for Player ERROR \r\n");
+            return -1;
+        }
         host = host.substr(0, colon);
     }
     playersdk::copy_bounded(server_addr, host);
@@ -344,16 +346,19 @@ void CRtsp::Stop() {
     m_closeThread = 1;
 }
 
-void CRtsp::EndSession(eRtspReplyType type, int code) {
+void CRtsp::EndSession(eRtspReplyType type, eRtspDetailCode code, const char* logLine) {
     sem_post(&m_semSendReq);
     Stop();
+    if (logLine != nullptr) {
+        PlayerSdkLog("%s", logLine);
+    }
     NotifyToUp(type, code);
 }
 
 void CRtsp::DestoryRtsp() {
     m_RTSPNotifyHandle = nullptr;
     sem_post(&m_semSendReq);
-    m_closeThread = 1;
+    Stop();
     if (m_bPlayThreadRun) {
         // Wakes the thread's wait at once; it then sees the stop flag. The socket itself is
         // closed once the thread has ended.
@@ -380,5 +385,5 @@ int CRtsp::UDP_OperateResp() {
         return -1;
     }
     int code = RtspStatusCode(std::string_view(m_rtsp_buf, got));
-    return code == 200 ? 0 : code;
+    return code == RTSP_200 ? 0 : code;
 }

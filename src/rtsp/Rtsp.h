@@ -107,6 +107,15 @@ typedef struct S_local_msg {
     unsigned char* u1_msg_buffer;
 } t_sMsg;
 
+// The detail code (Error_Code) of an upward report; what it means depends on the report type.
+enum eRtspDetailCode {
+    RTSP_DETAIL_NONE = 0,
+    RTSP_DETAIL_TIMEOUT = 1,       // no data, or no reply line, for too long
+    RTSP_DETAIL_REPLY_FAILED = 3,  // the reply line reader failed
+    RTSP_DETAIL_BROKEN = 4,        // a request could not go out or a reply could not be read
+    RTSP_DETAIL_FINISHED = 6       // the server ended the stream (RTCP BYE or a notice)
+};
+
 enum eRtspStatusCode {
     NOT_RTSPMESSAGE = 1,
     RTSP_200 = 200,
@@ -226,9 +235,9 @@ private:
     void OnFrameComplete(const DemuxEvent& frame);
     // Frees the fmtp texts of the parsed description and forgets them.
     void FreeSdpConfigs();
-    // Ends the session from the receive thread: the waiting requester is released and the
-    // thread stops after this pass.
-    void EndSession(eRtspReplyType type, int code);
+    // Ends the session from the receive thread: the waiting requester is released, the
+    // thread stops after this pass, then logLine (when given) is logged and the report sent.
+    void EndSession(eRtspReplyType type, eRtspDetailCode code, const char* logLine = nullptr);
     void Stop();
 };
 

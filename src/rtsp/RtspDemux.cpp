@@ -11,11 +11,11 @@
 
 #include "base/ByteCursor.h"
 #include "base/Log.h"
+#include "media/RtpConstants.h"
 #include "rtsp/HeaderScan.h"
 #include "rtsp/Rtsp.h"
 
 namespace {
-constexpr uint8_t kRtcpBye = 203;
 // Traffic is counted in 128-byte units.
 constexpr int kFluxUnit = 128;
 // A receiver report frame: "$", channel, length and the report, in a 512-byte buffer.
@@ -30,7 +30,7 @@ bool IsRtcpBye(const char* packet, int len) {
     playersdk::ByteReader reader(packet, len);
     uint8_t first = 0;
     uint8_t type = 0;
-    return reader.u8(first) && reader.u8(type) && type == kRtcpBye;
+    return reader.u8(first) && reader.u8(type) && type == playersdk::kRtcpBye;
 }
 }  // namespace
 
@@ -86,7 +86,7 @@ void CRtsp::NotifyToUp(eRtspReplyType type, int code) {
 void CRtsp::CalcFlux() {
     m_flux = m_TotalFlux.load();
     m_TotalFlux = 0;
-    NotifyToUp(RTSP_CALC_FRAMERATE, 0);
+    NotifyToUp(RTSP_CALC_FRAMERATE, RTSP_DETAIL_NONE);
 }
 
 float CRtsp::GetTcpFlux() {
@@ -140,11 +140,10 @@ void CRtsp::FrameReadFailed() {
         "[dealRtpAndRtcpPack] RTP_STEP_GOT_LENGTH2\r\n",
     };
     const bool closed = m_reader.endResult() == 0;
-    const int step = std::clamp(m_demux.step(), 0, 3);
-    sem_post(&m_semSendReq);
-    Stop();
-    PlayerSdkLog("%s", closed ? kClosed[step] : kFailed[step]);
-    NotifyToUp(closed ? RTSP_SERVER_SHUTUP : RTSP_STREAM_RECV_ERROR, 0);
+    const int step = std::clamp(m_demux.step(), static_cast<int>(RTP_STEP_GOT_NOTHING),
+                                static_cast<int>(RTP_STEP_GOT_LENGTH));
+    EndSession(closed ? RTSP_SERVER_SHUTUP : RTSP_STREAM_RECV_ERROR, RTSP_DETAIL_NONE,
+               closed ? kClosed[step] : kFailed[step]);
 }
 
 void CRtsp::OnFrameComplete(const DemuxEvent& frame) {
@@ -156,22 +155,19 @@ void CRtsp::OnFrameComplete(const DemuxEvent& frame) {
         m_sdpinfo.r_type = RTSP_RTCP_DATA;
         if (IsRtcpBye(frame.bytes.data(), length)) {
             m_demux.Reset();
-            m_sdpinfo.Error_Code = 6;
-            sem_post(&m_semSendReq);
-            PlayerSdkLog(" [dealRtpAndRtcpPack] rtcp say bye\r\n");
-            Stop();
-            NotifyToUp(RTSP_RTCP_DATA, 6);
+            EndSession(RTSP_RTCP_DATA, RTSP_DETAIL_FINISHED,
+                       " [dealRtpAndRtcpPack] rtcp say bye\r\n");
             return;
         }
     }
     // The packet lies in the receive buffer or in m_rtp_buf; the receiver copies it, as
     // both take the next bytes after this report.
-    m_sdpinfo.Error_Code = 0;
+    m_sdpinfo.Error_Code = RTSP_DETAIL_NONE;
     m_sdpinfo.media_data.MediaType = 1;
     m_sdpinfo.media_data.MediaBuf =
         reinterpret_cast<unsigned char*>(const_cast<char*>(frame.bytes.data()));
     m_sdpinfo.media_data.MediaLen = length;
-    NotifyToUp(m_sdpinfo.r_type, 0);
+    NotifyToUp(m_sdpinfo.r_type, RTSP_DETAIL_NONE);
 }
 
 int CRtsp::dealRtspPack(std::string_view notice) {
@@ -181,12 +177,8 @@ int CRtsp::dealRtspPack(std::string_view notice) {
     }
     // Both notices say the server has ended the stream (end of a recorded item).
     SendOk();
-    m_sdpinfo.r_type = RTSP_RTCP_DATA;
-    m_sdpinfo.Error_Code = 6;
-    sem_post(&m_semSendReq);
-    Stop();
-    PlayerSdkLog("[dealRtspPack]  RTSP_RESP_FINISH ,Exit Thread\n");
-    NotifyToUp(RTSP_RTCP_DATA, 6);
+    EndSession(RTSP_RTCP_DATA, RTSP_DETAIL_FINISHED,
+               "[dealRtspPack]  RTSP_RESP_FINISH ,Exit Thread\n");
     return 0;
 }
 
@@ -213,7 +205,8 @@ int CRtsp::SendData(char* data, int len, eRtspSendDataType type) {
         if (len < 0 || len > kSendFrameSize - kFrameHeader || (data == nullptr && len > 0)) {
             return -1;
         }
-        // Channel 1 for every medium, deliberately.
+        // Channel 1 for every medium, deliberately: the server gets every receiver report on
+        // the video RTCP channel, and would see audio reports move if this followed the medium.
         writer.u8('$').u8(1).be16(static_cast<uint16_t>(len));
         if (len > 0) {
             writer.bytes(data, len);

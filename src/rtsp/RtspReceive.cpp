@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "base/BoundedCopy.h"
@@ -94,7 +95,7 @@ bool CRtsp::SilenceEndsSession(int state) const {
     if (state == ePauseState || state == eWaitFrameResponse) {
         return false;
     }
-    return m_sdpinfo.TranType == 1 || (m_sdpinfo.TranType == 2 && state < eWaitRTPPkt);
+    return m_sdpinfo.TranType == TT_TCP || (m_sdpinfo.TranType == TT_UDP && state < eWaitRTPPkt);
 }
 
 int CRtsp::WaitMs(DWORD now) const {
@@ -125,7 +126,7 @@ bool CRtsp::ResendIfDue() {
         return false;
     }
     if (sent != 0) {
-        EndSession(RTSP_PLAY_REPLAY, 4);
+        EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_BROKEN);
     }
     return true;
 }
@@ -136,20 +137,20 @@ void CRtsp::OnSelectIdle(int result, DWORD now) {
         return;
     }
     if (result < 0) {
-        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, 4);
+        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, RTSP_DETAIL_BROKEN);
         return;
     }
     if (now - m_TimeOutTime <= kSilenceMs || !SilenceEndsSession(state)) {
         return;
     }
-    if (m_sdpinfo.TranType == 1) {
+    if (m_sdpinfo.TranType == TT_TCP) {
         PlayerSdkLog("[RecvTcpPacket] TCP TimerOut,Exit Thread: m_TimeOutTime=%lu\n",
                      m_TimeOutTime);
         m_TimeOutTime = 0;
-        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, 1);
+        EndSession(state == eWaitRTPPkt ? RTSP_STREAM_CUT : RTSP_PLAY_REPLAY, RTSP_DETAIL_TIMEOUT);
     } else {
         m_TimeOutTime = 0;
-        EndSession(RTSP_PLAY_REPLAY, 1);
+        EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_TIMEOUT);
     }
 }
 
@@ -200,12 +201,12 @@ void CRtsp::OnDescribeReply() {
                 PlayerSdkLog(
                     "[RecvTcpPacket]  eWaitDescribeResponse Error2,decriRecvLen=%d,Exit Thread\n",
                     static_cast<int>(m_reader.endResult()));
-                EndSession(RTSP_PLAY_REPLAY, 4);
+                EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_BROKEN);
             }
             return;
         }
         ErrorCode = RtspStatusCode(std::string_view(m_reply.text(), m_reply.length()));
-        if (ErrorCode != 200) {
+        if (ErrorCode != RTSP_200) {
             // Not reported: the DESCRIBE resend keeps asking.
             sem_post(&m_semSendReq);
             m_reply.Reset();
@@ -214,7 +215,7 @@ void CRtsp::OnDescribeReply() {
         if (GetContentLength(m_reply.text(), m_reply.length()) == -1) {
             PlayerSdkLog("[RecvTcpPacket]  GetContentLength Error,Exit Thread\n");
             m_reply.Reset();
-            EndSession(RTSP_PLAY_REPLAY, 4);
+            EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_BROKEN);
             return;
         }
         OnDescribeComplete();
@@ -255,7 +256,7 @@ void CRtsp::OnDescribeComplete() {
     // Nothing is read or resent in the connected state, so a SETUP that cannot go out ends
     // the session as a failed resend would.
     if (SendSetUpReq() != 0) {
-        EndSession(RTSP_PLAY_REPLAY, 4);
+        EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_BROKEN);
     }
 }
 
@@ -268,7 +269,7 @@ void CRtsp::OnSetupReply() {
             // The reply can no longer come: the session ends as the failing resend would
             // have ended it.
             if (m_reader.ended()) {
-                EndSession(RTSP_PLAY_REPLAY, 4);
+                EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_BROKEN);
             }
             return;
         }
@@ -285,7 +286,7 @@ void CRtsp::OnSetupReply() {
 
 int CRtsp::RecSetUpResp(char* reply, int len) {
     ErrorCode = RtspStatusCode(std::string_view(reply, static_cast<size_t>(len)));
-    if (ErrorCode != 200) {
+    if (ErrorCode != RTSP_200) {
         return ErrorCode;
     }
     // The session id it takes is read by the application's requests.
@@ -315,22 +316,22 @@ void CRtsp::OnTrickReply(DWORD now) {
     int result = tcp_RecRTSPResp();
     if (result == -1) {
         m_rtspTimeOutTime = 0;
-        sem_post(&m_semSendReq);
-        PlayerSdkLog("[RecvTcpPacket]  eWaitDoPlayResponse Error,errorcode =%d,Exit Thread\n",
-                     ErrorCode.load());
-        Stop();
-        NotifyToUp(RTSP_PLAY_REPLAY, 3);
+        char line[96];
+        snprintf(line, sizeof(line),
+                 "[RecvTcpPacket]  eWaitDoPlayResponse Error,errorcode =%d,Exit Thread\n",
+                 ErrorCode.load());
+        EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_REPLY_FAILED, line);
     } else if (result == 0) {
         m_rtspTimeOutTime = 0;
-        NotifyToUp(RTSP_PLAY_REPLAY, 0);
+        NotifyToUp(RTSP_PLAY_REPLAY, RTSP_DETAIL_NONE);
     } else if (result == 1) {
         if (m_rtspTimeOutTime == 0) {
             m_rtspTimeOutTime = now;
-        } else if (now - m_rtspTimeOutTime > kReplyLineMs && m_sdpinfo.TranType == 1) {
+        } else if (now - m_rtspTimeOutTime > kReplyLineMs && m_sdpinfo.TranType == TT_TCP) {
             PlayerSdkLog("[RecvTcpPacket]  RTSP_RESP_ERROR_TIMEOUT,errorcode=%d ,Exit Thread\n",
                          ErrorCode.load());
             m_rtspTimeOutTime = 0;
-            EndSession(RTSP_PLAY_REPLAY, 1);
+            EndSession(RTSP_PLAY_REPLAY, RTSP_DETAIL_TIMEOUT);
         }
     }
     // Any other status: the reply is dropped without a report.
@@ -345,7 +346,7 @@ int CRtsp::tcp_RecRTSPResp() {
             return ReplyLineDone();
         case CStatusLineReader::Status::kTooLong:
             sem_post(&m_semSendReq);
-            NotifyToUp(RTSP_PLAY_REPLAY, 4);
+            NotifyToUp(RTSP_PLAY_REPLAY, RTSP_DETAIL_BROKEN);
             return -1;
         case CStatusLineReader::Status::kIncomplete:
             break;
@@ -356,7 +357,7 @@ int CRtsp::tcp_RecRTSPResp() {
 int CRtsp::ReplyReadFailed(ssize_t got) {
     m_replyLine.Reset();
     sem_post(&m_semSendReq);
-    NotifyToUp(got == 0 ? RTSP_STREAM_CUT : RTSP_STREAM_RECV_ERROR, 4);
+    NotifyToUp(got == 0 ? RTSP_STREAM_CUT : RTSP_STREAM_RECV_ERROR, RTSP_DETAIL_BROKEN);
     return -1;
 }
 
@@ -368,5 +369,5 @@ int CRtsp::ReplyLineDone() {
     m_demux.Reset();
     ErrorCode = RtspStatusCode(m_replyLine.line());
     m_replyLine.Reset();
-    return ErrorCode == 200 ? 0 : ErrorCode.load();
+    return ErrorCode == RTSP_200 ? 0 : ErrorCode.load();
 }

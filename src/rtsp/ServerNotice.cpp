@@ -4,22 +4,21 @@
 
 bool CServerNotice::MatchWord(char c) {
     static constexpr char kWord[] = "ANNOUNCE";
-    constexpr int kLastStep = 14;
     const int step = m_rtspheadstep;
-    const int letter = step == 0 ? 0 : step - 7;
+    const int letter = step == kExpectA ? 0 : step - kSecondLetter + 1;
     if (toupper(static_cast<unsigned char>(c)) != kWord[letter]) {
         // Before the last letter the match starts again; at the last one it keeps waiting for
         // the "E", deliberately: "ANNOUNC" and anything up to the next "E" count as the word.
-        if (step != kLastStep) {
-            m_rtspheadstep = 0;
+        if (step != kLastLetter) {
+            m_rtspheadstep = kExpectA;
         }
         return false;
     }
-    if (step != kLastStep) {
-        m_rtspheadstep = step == 0 ? 8 : step + 1;
+    if (step != kLastLetter) {
+        m_rtspheadstep = step == kExpectA ? kSecondLetter : step + 1;
         return false;
     }
-    m_rtspheadstep = 0;
+    m_rtspheadstep = kExpectA;
     m_collecting = true;
     m_length = 0;
     return true;
@@ -41,7 +40,7 @@ bool CServerNotice::Collect(std::string_view& in) {
 }
 
 void CServerNotice::Reset() {
-    m_rtspheadstep = 0;
+    m_rtspheadstep = kExpectA;
     m_collecting = false;
     m_length = 0;
 }

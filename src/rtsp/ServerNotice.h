@@ -17,7 +17,7 @@ public:
     // the word ANNOUNCE (any case): the notice text is collected from the next byte on.
     bool MatchWord(char c);
     // Starts the word again (a frame began).
-    void ResetWord() { m_rtspheadstep = 0; }
+    void ResetWord() { m_rtspheadstep = kExpectA; }
     bool collecting() const { return m_collecting; }
     // Takes notice text from the front of 'in' up to its header end, or until the text fills
     // its buffer; true when the notice is complete, text() then holds it.
@@ -26,8 +26,10 @@ public:
     void Reset();
 
 private:
-    // 0 expects "A", 8 to 14 the letters after it; the numbers are those of the log texts.
-    int m_rtspheadstep = 0;
+    // kExpectA expects "A", kSecondLetter to kLastLetter the letters after it; the numbers are
+    // those of the log texts.
+    enum Step : int { kExpectA = 0, kSecondLetter = 8, kLastLetter = 14 };
+    int m_rtspheadstep = kExpectA;
     bool m_collecting = false;
     std::array<char, playersdk::kRtspBufferSize> m_text{};
     size_t m_length = 0;

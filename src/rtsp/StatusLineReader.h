@@ -24,7 +24,13 @@ public:
     void Reset();
 
 private:
-    // 0 to 3: "R", "T", "S", "P" matched so far; 4 and 5: in the line; 6: after a "\r".
+    // Below kLineStarts: how many letters of "RTSP" are matched so far.
+    enum Step : int {
+        kLineStarts = 4,  // "RTSP" matched: the line begins with it
+        kInLine = 5,
+        kAfterCr = 6,
+        kHandedOut = 7,  // the line was handed out; the next Feed starts afresh
+    };
     int m_rtspheadstep = 0;
     int maxbuf = 0;  // bytes of the line kept
     char m_line[playersdk::kRtspBufferSize] = {};

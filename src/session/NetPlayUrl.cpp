@@ -12,6 +12,8 @@
 #include "base/BoundedCopy.h"
 #include "base/Log.h"
 #include "base/MutexGuard.h"
+#include "base/PortText.h"
+#include "media/RtpConstants.h"
 #include "media/RtpStream.h"
 #include "net/NetSink.h"
 #include "net/NetSinkContainer.h"
@@ -20,13 +22,10 @@ namespace {
 constexpr std::string_view kScheme = "rtsp://";
 // The sink mode of a URL play's sink: the short hole message and no frame control.
 constexpr int kUrlSinkMode = 2;
-constexpr int kRtcpReceiverReport = 201;
 constexpr int kReportBufferSize = 256;
 constexpr int kDeviceTypeUrl = 12;
 // Frame-rate ticks in a row with no frame before the play is reported as broken.
 constexpr int kSilentRateTicks = 5;
-// The port text of a URL is read from an 8-byte buffer.
-constexpr size_t kPortTextSize = 8;
 
 // One counter for every play of the process, on purpose: the frame-rate ticks of all TCP plays
 // count together. Returns true when this tick ends a run of silent ticks (and restarts it).
@@ -129,16 +128,15 @@ int CNetPlayUrl::ParseUrl(char* url) {
     if (slash == std::string_view::npos) {
         return -1;
     }
-    DWORD port = kDefaultRtspPort;
-    if (colon != std::string_view::npos) {
-        char portText[kPortTextSize] = {};
-        playersdk::copy_bounded(portText, rest.substr(colon + 1, slash - colon));
-        port = static_cast<DWORD>(atoi(portText));
+    int port = static_cast<int>(kDefaultRtspPort);
+    if (colon != std::string_view::npos &&
+        !playersdk::ParsePortText(rest.substr(colon + 1, slash - colon), port)) {
+        return -1;
     }
     // Fields that cannot hold the host or the path take as much as fits.
     playersdk::copy_bounded(m_server_addr, rest.substr(0, std::min(colon, slash)));
     playersdk::copy_bounded(m_movie_name, rest.substr(slash + 1));
-    m_remote_port = port;
+    m_remote_port = static_cast<DWORD>(port);
     return 0;
 }
 
@@ -351,7 +349,7 @@ void CNetPlayUrl::OnRtcpData(rtsp_sdp_info* info) {
     CRtpStream* stream = m_pRtpStream;
     if (stream != nullptr) {
         char report[kReportBufferSize] = {};
-        int len = stream->GetRtcpReport(report, kRtcpReceiverReport);
+        int len = stream->GetRtcpReport(report, playersdk::kRtcpReceiverReport);
         if (len > 0 && len <= kReportBufferSize && m_pRtspCtx != nullptr) {
             m_pRtspCtx->SendData(report, len, RTSP_RTCP_RR);
         }

@@ -81,7 +81,9 @@ int CNetPlayUrl::StartRecord(char* path) {
         stream->StartRecord(path, kRecordTypeFramed);
     } else if (transport == TT_UDP && m_pVideoSink != nullptr) {
         if (path[0] == '\0') {
-            return -1;  // the play stays marked as recording until StopRecord, as it always did
+            // The play stays marked as recording until StopRecord: an application that
+            // retries with a path gets -1 until it has called StopRecord.
+            return -1;
         }
         m_pVideoSink->m_RecordType = kRecordTypeFramed;
         m_pVideoSink->StartRecord(path);
@@ -153,7 +155,9 @@ long CNetPlayUrl::GetDecoderHandle() {
     return stream != nullptr ? stream->GetDecoderHandle() : -1;
 }
 
-// A UDP play refreshes yet answers 0, which the exported function turns into a failure; kept.
+// A UDP play refreshes yet answers 0, which the exported function turns into a failure.
+// Deliberate: an application that checks NetPlay_RefreshSurface on a UDP play sees it fail,
+// and would see the result change if this answered otherwise.
 int CNetPlayUrl::RefreshSurface() {
     if (m_bRecord) {
         return 0;

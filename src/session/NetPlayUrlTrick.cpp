@@ -35,7 +35,8 @@ void WriteSeconds(char (&field)[N], double t) {
 }
 
 // Where the last scale request started, one value for the whole process: a scale request
-// from normal play sets it, each single step moves it on. Nothing sends it; it is kept.
+// from normal play sets it, each single step moves it on. Nothing sends it, so neither a server
+// nor an application would notice it going; it stays beside the requests it belongs to.
 void NoteScaleStart(bool singleStep, double t) {
     static std::atomic<double> seekTime{0.0};
     if (!singleStep) {
@@ -101,7 +102,8 @@ double CNetPlayUrl::CurrentTime() {
     return t;
 }
 
-// Deliberately reported as -1 although the seek to the current time is made.
+// Deliberately reported as -1 although the seek to the current time is made: an application
+// that acts on the result (by retrying or reporting) would change what it does if it passed.
 int CNetPlayUrl::ReturnToNormalPlay() {
     RTSPSeekReq(CurrentTime(), 0);
     m_curPlayState = S_PLAYING;

@@ -12,6 +12,7 @@ const Bytes& kStart = kStartCode;
 struct Rewritten {
     int length;
     int type;
+    PacketDrop drop;
     Bytes out;
 };
 
@@ -21,15 +22,14 @@ Rewritten Rewrite(const Bytes& payload, Bytes* datagram = nullptr) {
     Bytes& packet = datagram != nullptr ? *datagram : local;
     packet = rtpgen::Packet({}, payload);
     Bytes out(kH264WorkBufSize, 0xEE);
-    int type = -7;
-    const int n = CRtpStream::ParseH264Payload(packet.data() + 12, static_cast<int>(payload.size()),
-                                               out.data(), type);
-    out.resize(n > 0 ? n : 0);
-    return {n, type, out};
+    const H264Rewrite r = CRtpStream::ParseH264Payload(
+        packet.data() + 12, static_cast<int>(payload.size()), out.data());
+    out.resize(r.length > 0 ? r.length : 0);
+    return {r.length, r.type, r.drop, out};
 }
 }  // namespace
 
-TEST(H264Payload, SingleStapAAndFuAUnitsAreRebuiltBehindStartCodesAndBadSizesDropped) {
+TEST(H264Payload, EachPacketizationModeIsRebuiltBehindStartCodesOrDroppedWithItsReason) {
     const Bytes nal = rtpgen::Nal(0x65, 100);
     const Bytes sps = rtpgen::Nal(0x67, 10);
     const Bytes pps = rtpgen::Nal(0x68, 4);
@@ -44,29 +44,33 @@ TEST(H264Payload, SingleStapAAndFuAUnitsAreRebuiltBehindStartCodesAndBadSizesDro
         int length;  // with the type and bytes checked when positive
         int type;
         Bytes out;
+        PacketDrop drop = PacketDrop::kNone;
     };
+    constexpr PacketDrop kFull = PacketDrop::kWorkBufferFull;
+    constexpr PacketDrop kOverrun = PacketDrop::kUnitOverrun;
     const Case cases[] = {
         {"single NAL unit", nal, 104, 0, Cat({kStart, nal})},
         {"fills the work buffer", rtpgen::Nal(0x41, kH264WorkBufSize - 4), kH264WorkBufSize, 0, {}},
-        {"overflows it", rtpgen::Nal(0x41, kH264WorkBufSize - 3), kH264Dropped, 0, {}},
+        {"overflows it", rtpgen::Nal(0x41, kH264WorkBufSize - 3), 0, 0, {}, kFull},
         {"SPS+PPS", rtpgen::StapA(sps, pps), 22, 24, Cat({kStart, sps, kStart, pps})},
         {"third unit dropped", Cat({rtpgen::StapA(sps, pps), {0x00, 0x02, 0x06, 0x05}}), 22, 24,
          Cat({kStart, sps, kStart, pps})},
         {"PPS+SPS passed on", rtpgen::StapA(pps, sps), 0, 0, {}},
         {"SPS+SPS passed on", rtpgen::StapA(sps, sps), 0, 0, {}},
-        {"first unit too long", longFirst, kH264Dropped, 0, {}},
-        {"second unit too long", longSecond, kH264Dropped, 0, {}},
-        {"STAP-A without a size", {0x18}, kH264Dropped, 0, {}},
-        {"STAP-A without a unit", {0x18, 0x00, 0x0A}, kH264Dropped, 0, {}},
+        {"first unit too long", longFirst, 0, 0, {}, kOverrun},
+        {"second unit too long", longSecond, 0, 0, {}, kOverrun},
+        {"STAP-A without a size", {0x18}, 0, 0, {}, kOverrun},
+        {"STAP-A without a unit", {0x18, 0x00, 0x0A}, 0, 0, {}, kOverrun},
         {"FU-A middle", Cat({{0x7C, 0x05}, data}), 30, 28, data},
         {"FU-A end", Cat({{0x7C, 0x45}, data}), 30, 28, data},
         {"FU-A without data", {0x7C, 0x05}, 0, 0, {}},
-        {"FU-A without a header", {0x7C}, kH264Dropped, 0, {}},
-        {"FU-A start too long", Cat({{0x7C, 0x85}, rtpgen::Nal(1, 1501)}), kH264Dropped, 0, {}},
+        {"FU-A without a header", {0x7C}, 0, 0, {}, PacketDrop::kFragmentTooShort},
+        {"FU-A start too long", Cat({{0x7C, 0x85}, rtpgen::Nal(1, 1501)}), 0, 0, {}, kFull},
     };
     for (const Case& c : cases) {
         const Rewritten r = Rewrite(c.payload);
         EXPECT_EQ(r.length, c.length) << c.what;
+        EXPECT_EQ(r.drop, c.drop) << c.what;
         if (c.length > 0) {
             EXPECT_EQ(r.type, c.type) << c.what;
             if (!c.out.empty()) {

@@ -200,6 +200,7 @@ TEST_F(MediaTest, HeaderLengthExtensionAndPaddingDecideWhereThePayloadIs) {
     Feed(versionOne);
     EXPECT_EQ(std::make_pair(stream.m_iTotalPacket.load(), stream.m_iFrameCount),
               std::make_pair(1, 0));
+    EXPECT_EQ(stream.DropCounts()[PacketDrop::kBadVersion], 1u);
 
     // Extension of two words: the payload starts at byte 24. Padding of 3 ends it early.
     Bytes extended =
@@ -219,6 +220,8 @@ TEST_F(MediaTest, HeaderLengthExtensionAndPaddingDecideWhereThePayloadIs) {
     Feed(shortExtension);
     EXPECT_EQ(g_capturedFrames.size(), 1u);
     EXPECT_EQ(stream.m_iTotalPacket, 4);
+    EXPECT_EQ(stream.DropCounts()[PacketDrop::kPaddingOverrun], 1u);
+    EXPECT_EQ(stream.DropCounts()[PacketDrop::kExtensionOverrun], 1u);
 }
 
 TEST_F(MediaTest, LossReportGoesToTheSendCallbackOnceFramesAreBeingFed) {

@@ -73,16 +73,3 @@ TEST(NetPlayer, HostNamesFailSilentlyAndClosedPortsWithALogLine) {
               std::string::npos);
     EXPECT_NE(log.text().find(",addr=127.0.0.1 \r\n"), std::string::npos);
 }
-
-TEST(NetPlayer, OldReplyLoopGoesToPlayingOnThePlayReply) {
-    SocketPair pair;
-    CNetPlayer player;
-    player.m_rtsp_socket = pair.ours;
-    player.m_rtsp_state = eWaitDoPlayResponse;
-    const std::string ok = "RTSP/1.0 200 OK\r\nCSeq: 4\r\nRTP-Info: url=trackID=1;seq=1\r\n\r\n";
-    send(pair.peer, ok.data(), ok.size(), 0);
-    shutdown(pair.peer, SHUT_WR);
-    EXPECT_EQ(player.Run(0), 10);
-    EXPECT_EQ(player.m_rtsp_state, ePlayingState);
-    player.m_rtsp_socket = -1;  // the pair closes its own sockets
-}

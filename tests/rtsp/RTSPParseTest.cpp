@@ -5,6 +5,7 @@
 
 #include "rtsp/NetPlayer.h"
 #include "support/Loopback.h"
+#include "support/ReproInput.h"
 
 using namespace playersdk::test;
 
@@ -89,6 +90,14 @@ TEST(ParseSdp, Mpeg4VideoSessionControlPortsRangeAndASecondDescription) {
     std::string noBody = "RTSP/1.0 200 OK\r\nm=video 0 RTP/AVP 99\r\n";
     EXPECT_EQ(Parse(rtsp, &CRTSPProtocol::ParseSdp, noBody), -1);
     EXPECT_EQ(rtsp.m_sdp_info.videoPayLoadType, 97u);
+}
+
+TEST(ParseSdp, BareControlLineGivesAnEmptyTrack) {
+    CRTSPProtocol rtsp;
+    std::string reply = ReproInput("rtsp_reply", "sdp-bare-control");
+    ASSERT_EQ(Parse(rtsp, &CRTSPProtocol::ParseSdp, reply), 0);
+    EXPECT_EQ(rtsp.m_sdp_info.videoPayLoadType, 96u);
+    EXPECT_STREQ(rtsp.m_sdp_info.videoTrack, "");
 }
 
 TEST(ParseSetupReply, VideoAndAudioRepliesGivePortsSessionAndSsrc) {
