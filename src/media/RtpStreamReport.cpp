@@ -3,13 +3,14 @@
 #include <new>
 
 #include "base/ByteCursor.h"
+#include "media/RtcpTypes.h"
 #include "media/RtpStream.h"
 
 namespace {
-constexpr int kRtcpSr = 200;
-constexpr int kRtcpRr = 201;
-constexpr int kRtcpSdes = 202;
-constexpr int kRtcpBye = 203;
+using playersdk::kRtcpGoodbye;
+using playersdk::kRtcpReceiverReport;
+using playersdk::kRtcpSenderReport;
+using playersdk::kRtcpSourceDescription;
 constexpr int kByeSize = 8;
 constexpr uint32_t kReportWord20 = 6323;
 constexpr char kCname[] = "zumetravonix";
@@ -31,7 +32,7 @@ int WriteReport(char* buf, const ReportFields& f) {
     playersdk::ByteWriter w(buf, CRtpStream::kRtcpReportSize);
     w.u8(0x81).u8(static_cast<uint8_t>(f.type)).be16(7).be32(f.sender).be32(f.again);
     w.be32(0).be16(0).be16(f.seq).be32(kReportWord20).be32(f.stamp).be32(0);
-    w.u8(0x81).u8(kRtcpSdes).be16(5).be32(f.sdesSource).u8(1).u8(sizeof(kCname) - 1);
+    w.u8(0x81).u8(kRtcpSourceDescription).be16(5).be32(f.sdesSource).u8(1).u8(sizeof(kCname) - 1);
     w.bytes(kCname, sizeof(kCname) - 1).be16(0);
     return static_cast<int>(w.size());
 }
@@ -46,15 +47,15 @@ int CRtpStream::GetRtcpReport(char* buf, int type) {
     const uint32_t remote = static_cast<uint32_t>(m_uSSRC.load());
     const uint32_t local = static_cast<uint32_t>(m_LocalRtpHead.ssrc);
     ReportFields f{type, 0, 0, 0, 0, remote};
-    if (type == kRtcpSr) {
+    if (type == kRtcpSenderReport) {
         f = {type, local, local, 0, static_cast<uint32_t>(m_LocalRtpHead.ts), local};
-    } else if (type == kRtcpRr) {
+    } else if (type == kRtcpReceiverReport) {
         f = {type, remote, remote, 0, static_cast<uint32_t>(m_CurTs.load()), remote};
-    } else if (type == kRtcpBye) {
+    } else if (type == kRtcpGoodbye) {
         f.sender = remote;
     }
     const int size = WriteReport(buf, f);
-    return type == kRtcpBye ? kByeSize : size;
+    return type == kRtcpGoodbye ? kByeSize : size;
 }
 
 int CRtpStream::GetRtcpSendreport(char* buf) {
@@ -62,8 +63,9 @@ int CRtpStream::GetRtcpSendreport(char* buf) {
         return 0;
     }
     const uint32_t local = static_cast<uint32_t>(m_LocalRtpHead.ssrc);
-    return WriteReport(buf, {kRtcpSr, local, local, static_cast<uint16_t>(m_LocalRtpHead.seq),
-                             static_cast<uint32_t>(m_LocalRtpHead.ts), local});
+    return WriteReport(buf,
+                       {kRtcpSenderReport, local, local, static_cast<uint16_t>(m_LocalRtpHead.seq),
+                        static_cast<uint32_t>(m_LocalRtpHead.ts), local});
 }
 
 // The local time stamp goes in the SSRC position and the first four payload bytes are cleared:
