@@ -115,6 +115,9 @@ void CRtcpReceiverReport::OnSenderReport(uint32_t ssrc, uint32_t ntpSeconds, uin
 
 RtcpReportBlock CRtcpReceiverReport::MakeReportBlock(uint64_t nowUs) {
     RtcpReportBlock block;
+    if (!m_bStarted) {
+        return block;  // nothing expected yet
+    }
     block.ssrc = m_ssrc;
     block.extendedHighestSeq = extendedHighestSeq();
     const uint64_t expected = uint64_t{block.extendedHighestSeq} - m_baseSeq + 1;
