@@ -55,7 +55,7 @@ int Decoder_SetTimeScale(long, int) {
 int Decoder_EnableFrameControl(long, int) {
     return 0;
 }
-int Decoder_CapPicture(long, char*) {
+int Decoder_CapPicture(long, const char*) {
     return -2;
 }
 int Decoder_GetPictureSize(long, int*, int*) {
