@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "PlayerSDK.h"
+
 namespace playersdk {
 constexpr uint32_t kPayloadTypeMpeg4Other = 35;
 constexpr uint32_t kPayloadTypeH264 = 96;
@@ -18,5 +20,10 @@ constexpr uint32_t kRecordPayloadTypeH265 = 265;
 // MPEG-4 Visual arrives under two payload types.
 constexpr bool IsMpeg4PayloadType(uint32_t pt) {
     return pt == kPayloadTypeMpeg4 || pt == kPayloadTypeMpeg4Other;
+}
+// The payload type a record file marks a codec's frames with, as the file player chooses its
+// decoder by it; 0 for a codec the file player does not play.
+constexpr uint32_t RecordPayloadTypeFor(eMediaDecType type) {
+    return type == VT_H264 ? kPayloadTypeH264 : type == VT_MPEG4 ? kPayloadTypeMpeg4 : 0;
 }
 }  // namespace playersdk

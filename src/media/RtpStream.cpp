@@ -80,6 +80,7 @@ CRtpStream::CRtpStream()
       m_RecordType(0),
       m_bH265(0),
       m_pFrameList(nullptr),
+      m_iFrameKey(-1),
       m_bDoneSeqValid(false),
       m_DoneSeq(0),
       m_DoneKey(0) {
@@ -335,23 +336,47 @@ void CRtpStream::GiveUpFramesBefore(const CFrameList* stop, DWORD key) {
 bool CRtpStream::DeliverFrame(CFrameList& frame) {
     Bump(m_iTotalFrame);
     ReportLossIfWaiting(frame);
-    m_CurTs = frame.ts;
+    m_iFrameKey = -1;
     char* buf = static_cast<char*>(frame.m_FrameBuf.GetCurBuf());
     const int len = static_cast<int>(frame.m_FrameBuf.GetNextPos());
-    m_MediaType = frame.packettype;
+    if (!HandOnFrame(buf, len, frame.ts, frame.packettype, kDecoderByPayloadType)) {
+        return false;
+    }
+    m_LastFullSeq = frame.MaxSeq;
+    return true;
+}
+
+// The framer has already ordered, joined and checked the unit: no loss report here, since
+// the framer holds back what a loss damaged.
+void CRtpStream::InputFrame(const unsigned char* au, int len, eMediaDecType type, uint32_t ts,
+                            bool key) {
+    if (au == nullptr || len <= 0) {
+        return;
+    }
+    Bump(m_iTotalFrame);
+    m_iFrameKey = key ? 1 : 0;
+    const int mediaType = static_cast<int>(playersdk::RecordPayloadTypeFor(type));
+    // The decoder library takes frames as char*; it does not write to them.
+    HandOnFrame(reinterpret_cast<char*>(const_cast<unsigned char*>(au)), len, ts, mediaType, type);
+}
+
+bool CRtpStream::HandOnFrame(char* buf, int len, DWORD ts, int mediaType, int decoderType) {
+    m_CurTs = ts;
+    m_MediaType = mediaType;
     if (GotFrameCallback onFrame = g_gotFrameCallback.load()) {
         onFrame(reinterpret_cast<long>(this), buf, len, m_UserData);
     }
-    if (frame.packettype < kPayloadTypes) {
-        MediaProc handler = m_pCbMediaProcList[frame.packettype];
+    if (decoderType != kDecoderByPayloadType) {
+        DecodeAs(static_cast<eMediaDecType>(decoderType), buf, len, static_cast<long long>(ts));
+    } else if (mediaType < kPayloadTypes) {
+        MediaProc handler = m_pCbMediaProcList[mediaType];
         if (handler == nullptr) {
             return false;
         }
-        (this->*handler)(buf, len, static_cast<long long>(frame.ts));
+        (this->*handler)(buf, len, static_cast<long long>(ts));
     }
-    m_LastFullSeq = frame.MaxSeq;
     if (m_bRecordFlag) {
-        SaveRecord(buf, len, static_cast<long long>(m_CurTs.load()));
+        SaveRecord(buf, len, static_cast<long long>(ts));
     }
     return true;
 }
@@ -383,24 +408,23 @@ void CRtpStream::DestroyFrames() {
 }
 
 void CRtpStream::VideoProcess(char* buf, int len, long long ts) {
+    DecodeAs(DecoderTypeFor(m_MediaType), buf, len, ts);
+}
+
+int CRtpStream::VideoProcessH264(char* buf, int len, long long ts) {
+    DecodeAs(VT_H264, buf, len, ts);
+    return len == 0 ? 0 : 1;
+}
+
+// The decoder is opened by the first frame that is not empty, of the type given.
+void CRtpStream::DecodeAs(eMediaDecType type, char* buf, int len, long long ts) {
     if (len == 0) {
         return;
     }
     if (m_DecHandle == -1) {
-        OpenDec(DecoderTypeFor(m_MediaType));
+        OpenDec(type);
     }
     FeedDecoder(buf, len, ts);
-}
-
-int CRtpStream::VideoProcessH264(char* buf, int len, long long ts) {
-    if (len == 0) {
-        return 0;
-    }
-    if (m_DecHandle == -1) {
-        OpenDec(VT_H264);
-    }
-    FeedDecoder(buf, len, ts);
-    return 1;
 }
 
 void CRtpStream::FeedDecoder(char* buf, int len, long long ts) {

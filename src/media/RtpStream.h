@@ -51,6 +51,10 @@ public:
     // payload, so the datagram must be writable.
     void InputData(void* data, int len);
     CFrameList* GetFrameNode(PacketList* packet);
+    // One whole access unit, already framed (the standard dialect's RTP path): it takes the
+    // road of a complete frame, to the frame callback, a decoder of 'type' and the recorder,
+    // whose records carry the record payload type of the codec. 'key' starts a bare recording.
+    void InputFrame(const unsigned char* au, int len, eMediaDecType type, uint32_t ts, bool key);
 
     // ---- H.264 payload rewriting into 'out', the 1503-byte work buffer (see H264Rewrite).
     static H264Rewrite ParseH264Payload(unsigned char* payload, int len, unsigned char* out);
@@ -176,6 +180,11 @@ private:
     // copy; a packet further behind means that the source began a new run of numbers.
     static constexpr uint16_t kLateWindow = 100;
 
+    static constexpr int kDecoderByPayloadType = -1;
+    // Whether the frame being recorded is a key frame: -1 when it is told by its first bytes
+    // (classic frames), else the framer's answer.
+    int m_iFrameKey;
+
     // The marker of the last complete frame, for the key it had: packets before it come late.
     bool m_bDoneSeqValid;
     uint16_t m_DoneSeq;
@@ -194,6 +203,10 @@ private:
     void FinishRun(const CFrameList& complete);
     void GiveUpFramesBefore(const CFrameList* stop, DWORD key);
     bool DeliverFrame(CFrameList& frame);
+    // The one delivery path of a complete frame. kDecoderByPayloadType: the handler registered
+    // for the payload type decodes it (false when there is none); else a decoder of that type.
+    bool HandOnFrame(char* buf, int len, DWORD ts, int mediaType, int decoderType);
+    void DecodeAs(eMediaDecType type, char* buf, int len, long long ts);
     void ReportLossIfWaiting(const CFrameList& frame);
     void RemoveFrame(CFrameList* frame);
     void DestroyFrames();

@@ -137,14 +137,16 @@ void CRtpStream::WriteFrameRecord(const char* buf, int len, uint32_t type, uint3
     fwrite(buf, 1, static_cast<size_t>(len), m_RecordFile);
 }
 
-// Bare files start at the first MPEG-4 key frame, so streams of other payload types (H.264
-// included) leave the file empty. Deliberate: a bare file is an MPEG-4 elementary stream, and
-// an application that records H.264 this way gets an empty file it can detect rather than one
-// in a format it did not ask for.
+// Bare files start at the first key frame. Classic frames are told by their first bytes, and
+// only MPEG-4 ones, so classic streams of other payload types (H.264 included) leave the file
+// empty: deliberate, the applications that record bare files expect it. Whole access units
+// from the framer carry the framer's key flag, whatever their codec.
 void CRtpStream::WriteRawFrame(const char* buf, int len) {
     if (!m_bRecordPrepare) {
-        const int type = m_MediaType;
-        if (!playersdk::IsMpeg4PayloadType(type) || !StartsWithKeyFrame(buf, len)) {
+        const bool key = m_iFrameKey < 0 ? playersdk::IsMpeg4PayloadType(m_MediaType) &&
+                                               StartsWithKeyFrame(buf, len)
+                                         : m_iFrameKey == 1;
+        if (!key) {
             return;
         }
         m_bRecordPrepare = 1;

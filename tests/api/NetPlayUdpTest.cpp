@@ -10,6 +10,7 @@
 #include "api/PlayContainer.h"
 #include "base/OsHelpers.h"
 #include "fakedecoder/FakeDecoder.h"
+#include "media/RtpConstants.h"
 #include "net/NetSink.h"
 #include "net/NetSinkContainer.h"
 #include "session/NetPlayUrl.h"
@@ -21,8 +22,8 @@ using namespace playersdk::rtspserver;
 using Channel = UdpTestSender::Channel;
 
 namespace {
-constexpr uint8_t kRtcpReceiverReport = 201;
-constexpr uint8_t kRtcpBye = 203;
+using playersdk::kRtcpBye;
+using playersdk::kRtcpReceiverReport;
 
 CPlayContainer& ContainerOf(long handle) {
     return *reinterpret_cast<CPlayContainer*>(handle);

@@ -1,0 +1,18 @@
+// The codec configuration an SDP carries, in the form the timestamp framer puts in front of
+// the first access unit.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace playersdk {
+
+// "Z0IAH5Wo,aM48gA==" -> 00 00 00 01 SPS 00 00 00 01 PPS (every comma-separated set, in
+// order). Empty when a set is empty or not Base64.
+std::vector<uint8_t> AnnexBFromSpropParameterSets(std::string_view sprop);
+// The MPEG-4 "config=" value, hexadecimal text of either case -> bytes. Empty when the text
+// has an odd length or a character that is not a hexadecimal digit.
+std::vector<uint8_t> BytesFromHex(std::string_view hex);
+
+}  // namespace playersdk
