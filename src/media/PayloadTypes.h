@@ -24,6 +24,15 @@ constexpr bool IsMpeg4PayloadType(uint32_t pt) {
 // The payload type a record file marks a codec's frames with, as the file player chooses its
 // decoder by it; 0 for a codec the file player does not play.
 constexpr uint32_t RecordPayloadTypeFor(eMediaDecType type) {
-    return type == VT_H264 ? kPayloadTypeH264 : type == VT_MPEG4 ? kPayloadTypeMpeg4 : 0;
+    switch (type) {
+        case VT_H264:
+            return kPayloadTypeH264;
+        case VT_MPEG4:
+            return kPayloadTypeMpeg4;
+        case VT_H265:
+            return kRecordPayloadTypeH265;
+        default:
+            return 0;
+    }
 }
 }  // namespace playersdk

@@ -12,6 +12,8 @@ using rtpgen::Bytes;
 
 const Bytes kH264Unit = Cat({kStartCode, rtpgen::Nal(0x65, 40), kStartCode, rtpgen::Nal(0x65, 30)});
 const Bytes kH264Delta = Cat({kStartCode, rtpgen::Nal(0x41, 20)});
+// An IDR_W_RADL slice (type 19) behind its start code.
+const Bytes kH265Unit = Cat({kStartCode, Bytes{0x26, 0x01, 0xAF, 0x10, 0x20}});
 const Bytes kVop = {0, 0, 1, 0xB6, 0x10, 7, 8, 9};
 
 void Input(CRtpStream& stream, const Bytes& unit, eMediaDecType type, uint32_t ts, bool key) {
@@ -50,6 +52,7 @@ TEST_F(InputFrameTest, UnitReachesTheCallbackAndADecoderOfTheGivenType) {
 TEST_F(InputFrameTest, RecordsCarryTheCodecsRecordPayloadType) {
     const std::tuple<eMediaDecType, Bytes, std::vector<Record>> cases[] = {
         {VT_H264, kH264Unit, {{96, 9000, kH264Unit}}},
+        {VT_H265, kH265Unit, {{265, 9000, kH265Unit}}},
         // The configuration record of an MPEG-4 file (empty here: the unit carries it).
         {VT_MPEG4, kVop, {{97, 0, {}}, {97, 9000, kVop}}},
     };
