@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "PlayerSDK.h"
 #include "base/ByteCursor.h"
 #include "media/H265Nal.h"
+#include "media/ParameterSets.h"
 #include "rtsp/HeaderScan.h"
 
 namespace playersdk {
@@ -38,27 +38,6 @@ bool FindParameter(std::string_view fmtp, std::string_view key, std::string& val
     return false;
 }
 
-// Decodes the comma-separated Base64 parameter sets into 'out', each behind a start code.
-bool AppendParameterSets(const std::string& list, std::vector<uint8_t>& out) {
-    size_t from = 0;
-    while (from <= list.size()) {
-        size_t comma = list.find(',', from);
-        std::string one = list.substr(from, comma == std::string::npos ? comma : comma - from);
-        std::vector<char> decoded(static_cast<size_t>(Base64decode_len(one.c_str())));
-        int n = Base64decode(decoded.data(), one.c_str());
-        if (n < static_cast<int>(h265::kNalHeaderSize) ||
-            static_cast<size_t>(n) >= decoded.size()) {
-            return false;
-        }
-        out.insert(out.end(), kStartCode, kStartCode + sizeof(kStartCode));
-        out.insert(out.end(), decoded.begin(), decoded.begin() + n);
-        if (comma == std::string::npos) {
-            break;
-        }
-        from = comma + 1;
-    }
-    return true;
-}
 }  // namespace
 
 CH265Depacketizer::CH265Depacketizer(size_t maxAccessUnit) : m_maxAccessUnit(maxAccessUnit) {}
@@ -68,9 +47,15 @@ bool CH265Depacketizer::SetFormatParameters(std::string_view fmtp) {
     m_bDon = FindParameter(fmtp, "sprop-max-don-diff=", value) && std::atoi(value.c_str()) > 0;
     std::vector<uint8_t> sets;
     for (std::string_view key : {"sprop-vps=", "sprop-sps=", "sprop-pps="}) {
-        if (FindParameter(fmtp, key, value) && !AppendParameterSets(value, sets)) {
+        if (!FindParameter(fmtp, key, value)) {
+            continue;
+        }
+        const std::vector<uint8_t> annexB =
+            AnnexBFromSpropParameterSets(value, h265::kNalHeaderSize);
+        if (annexB.empty()) {
             return false;
         }
+        sets.insert(sets.end(), annexB.begin(), annexB.end());
     }
     m_parameterSets.swap(sets);
     return true;

@@ -21,7 +21,7 @@ bool IsBase64Text(std::string_view text) {
 }
 }  // namespace
 
-std::vector<uint8_t> AnnexBFromSpropParameterSets(std::string_view sprop) {
+std::vector<uint8_t> AnnexBFromSpropParameterSets(std::string_view sprop, size_t minSetSize) {
     std::vector<uint8_t> out;
     std::string text;  // Base64decode reads a terminated text
     while (!sprop.empty()) {
@@ -32,7 +32,7 @@ std::vector<uint8_t> AnnexBFromSpropParameterSets(std::string_view sprop) {
         text.assign(set);
         std::vector<char> plain(static_cast<size_t>(Base64decode_len(text.c_str())));
         const int n = Base64decode(plain.data(), text.c_str());
-        if (n <= 0) {
+        if (n <= 0 || static_cast<size_t>(n) < minSetSize) {
             return {};
         }
         out.insert(out.end(), kStartCode, kStartCode + sizeof(kStartCode));
