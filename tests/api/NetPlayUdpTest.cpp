@@ -280,7 +280,9 @@ TEST_F(NetPlayUdp, CloseAndReopenAtOnceAHundredTimesReusesThePairAndLeaksNoDescr
 
     for (size_t round = 1; round <= 100; ++round) {
         play = OpenPlayingUdp();
-        ASSERT_EQ(Peer(round).clientRtpPort(), port) << round;
+        // The closed pair is free at once, so the search never climbs past it (another process
+        // may free a lower pair meanwhile, and then that one is taken).
+        ASSERT_LE(Peer(round).clientRtpPort(), port) << round;
         ASSERT_EQ(NetPlay_CloseUrl(container, play), 0) << round;
     }
 
