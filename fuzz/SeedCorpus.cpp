@@ -1,10 +1,13 @@
 // Writes the seed corpora of fuzz/corpus/<target>/ from the replies the test servers send and
-// the packets tools/rtpgen generates: small inputs that already reach deep into each parser.
+// the packets tools/rtpgen generates, and from the dialogues captured from real servers in
+// tests/rtsp/testdata/: small inputs that already reach deep into each parser.
 // Usage: fuzz_seed_corpus <corpus folder>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <fstream>
+#include <initializer_list>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -150,6 +153,52 @@ void Texts() {
     Write("base64", "no-padding", "Z0IAH5Wo");
     Write("base64", "binary", std::string("\0\xFF\x10 +/=", 7));
 }
+std::string Captured(const std::string& name) {
+    std::ifstream in(std::string(PLAYERSDK_RTSP_TESTDATA) + "/" + name, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return name == "gstreamer-play-tcp-stream.bin" ? bytes.substr(0, 2048) : bytes;
+}
+
+// A captured dialogue behind the harness's first byte.
+void Dialogue(const std::string& target, const std::string& name, char first,
+              std::initializer_list<const char*> files, const std::string& tail = "") {
+    std::string bytes(1, first);
+    for (const char* file : files) {
+        bytes += Captured(file);
+    }
+    Write(target, name, bytes + tail);
+}
+
+void Dialogues() {
+    const char* stream = "gstreamer-play-tcp-stream.bin";
+    // Message reader: the first byte picks the largest read (2^(byte % 17)).
+    Dialogue("rtsp_standard", "gstreamer-dialogue", 9,
+             {"gstreamer-options.txt", "gstreamer-describe.txt", "gstreamer-setup-tcp.txt",
+              "gstreamer-play-tcp.txt", stream});
+    for (std::string server : {"vlc", "perl"}) {
+        Dialogue("rtsp_standard", server + "-dialogue", 9,
+                 {(server + "-options.txt").c_str(), (server + "-describe.txt").c_str(),
+                  (server + "-setup-udp.txt").c_str(), (server + "-play-udp.txt").c_str()});
+    }
+    Dialogue("rtsp_standard", "gstreamer-describe-401", 3,
+             {"gstreamer-describe-401.txt", "gstreamer-describe.txt"});
+    Dialogue("rtsp_standard", "vlc-setup-tcp", 0x10, {"vlc-setup-tcp.txt"});
+    Dialogue("rtsp_standard", "perl-setup-tcp", 0, {"perl-setup-tcp.txt"});
+    // Classic step machines: the first byte picks the media set up (bits 0-1), the whole
+    // replies before the PLAY reply (bits 2-3) and the largest read (bits 4-7).
+    Dialogue(
+        "rtsp_steps", "describe-setup-play-stream", '\x9a',
+        {"gstreamer-describe.txt", "gstreamer-setup-tcp.txt", "gstreamer-play-tcp.txt", stream});
+    Dialogue("rtsp_steps", "video-bytewise", 4,
+             {"gstreamer-setup-tcp.txt", "gstreamer-play-tcp.txt", stream});
+    Dialogue("rtsp_steps", "audio-play-notice", 0x71, {"vlc-play-udp.txt"},
+             std::string("xx$\x00\x00\x04"
+                         "abcdANNOUNCE rtsp://127.0.0.1/a RTSP/1.0\r\nCSeq: 9\r\n\r\n"
+                         "$\x05\x00\x04"
+                         "abcd$\x01\x05\xdc"
+                         "z",
+                         72));
+}
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -163,5 +212,6 @@ int main(int argc, char** argv) {
     StreamInputs();
     RecordFiles();
     Texts();
+    Dialogues();
     return 0;
 }

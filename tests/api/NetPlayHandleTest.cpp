@@ -85,6 +85,8 @@ TEST_F(NetPlayHandles, TheSameUrlTwiceGivesTwoPlaysAndClosingAnyKeepsTheOthers) 
     // Destroy tears down what is still open.
     EXPECT_EQ(NetPlay_Destroy(container), 0);
     container = 0;
+    // The server records what it read on its own threads: wait for it, then count.
+    ASSERT_TRUE(server.records().WaitForMethod("TEARDOWN", 5));
     EXPECT_EQ(server.records().requests("TEARDOWN").size(), 5u);
     for (size_t connection = 0; connection < 5; ++connection) {
         EXPECT_TRUE(server.records().WaitForClientClose(connection));
