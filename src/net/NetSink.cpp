@@ -142,6 +142,8 @@ void CNetSink::SetDrawCb(DrawCB cb, long priv) {
 }
 
 void CNetSink::SetPlayDeviceInfo(DeviceDecInfo info) {
+    // The receive thread may already feed the stream, which reads this under the sink lock.
+    ContainerLock lock(m_pContainer);
     m_devinfo = info;
     if (m_pRtpStream != nullptr) {
         m_pRtpStream->SetDeviceDecInfo(info);

@@ -314,8 +314,9 @@ void CNetPlayUrl::OnPlayReply(const rtsp_sdp_info& info) {
     }
     const bool udp = m_TransType == TT_UDP && m_pVideoSink != nullptr;
     if (udp) {
-        m_pVideoSink->ResetSink(m_DestIP, info.NRUUdp_V_Port);
+        // Described before the server's port is accepted, so the first packets find it.
         m_pVideoSink->SetPlayDeviceInfo(dec);
+        m_pVideoSink->ResetSink(m_DestIP, info.NRUUdp_V_Port);
     }
     m_lLastNotifyCode = NOTIFY_CONNECT_SUCCESS;
     Report(NOTIFY_CONNECT_SUCCESS);
